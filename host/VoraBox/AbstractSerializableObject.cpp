@@ -1,0 +1,3 @@
+#include "AbstractSerializableObject.h"
+
+AbstractSerializableObject::~AbstractSerializableObject() = default;

@@ -1,0 +1,9 @@
+#include "VoraFactory.h"
+
+namespace CommonLib {
+
+VoraFactory::VoraFactory(QObject *parent) : QObject(parent) {}
+
+VoraFactory::~VoraFactory() = default;
+
+} // namespace CommonLib

@@ -1,0 +1,358 @@
+#include "VoraConfigSQLite.h"
+
+#include "VoraConfigStrategy.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <QLoggingCategory>
+#include <QMutex>
+#include <QRegularExpression>
+
+#include <sqlite3.h>
+
+#include <limits>
+
+Q_LOGGING_CATEGORY(lcVoraDb, "vora.host.db")
+
+namespace {
+
+// Long enough for any write of another connection in this process (or of a
+// host module in another process) to finish; a statement here never holds a
+// lock past its own step.
+constexpr int BusyTimeoutMs = 10000;
+
+QMutex &overrideMutex()
+{
+    static QMutex mutex;
+    return mutex;
+}
+
+QString &overrideFile()
+{
+    static QString file;
+    return file;
+}
+
+struct StatementDeleter {
+    void operator()(sqlite3_stmt *stmt) const { sqlite3_finalize(stmt); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, StatementDeleter>;
+
+bool isIntegerType(int type)
+{
+    switch (type) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+struct VoraConfigSQLite::Private {
+    sqlite3 *db = nullptr;
+    QString fileName;
+    QSharedPointer<VoraConfigStrategy> strategy;
+    // Prepared statements by table, reset after each use so that they hold
+    // no lock between calls.
+    QHash<QString, sqlite3_stmt *> selects;
+    QHash<QString, sqlite3_stmt *> upserts;
+
+    ~Private() { closeDb(); }
+
+    void closeDb()
+    {
+        for (sqlite3_stmt *stmt : qAsConst(selects))
+            sqlite3_finalize(stmt);
+        for (sqlite3_stmt *stmt : qAsConst(upserts))
+            sqlite3_finalize(stmt);
+        selects.clear();
+        upserts.clear();
+        if (db)
+            sqlite3_close(db);
+        db = nullptr;
+        fileName.clear();
+    }
+
+    QString errorMessage() const { return QString::fromUtf8(sqlite3_errmsg(db)); }
+
+    // Resolves the table of one call; empty when there is none to use.
+    QString tableFor(VoraConfigStrategy *explicitStrategy, int *status) const
+    {
+        VoraConfigStrategy *s = explicitStrategy ? explicitStrategy : strategy.data();
+        if (!s) {
+            *status = VoraConfigNoStrategy;
+            qCWarning(lcVoraDb, "no configuration strategy given or set; call ignored");
+            return QString();
+        }
+        QString prefix;
+        QString name;
+        s->getDBTablePrefix(prefix);
+        s->getDBTableName(name);
+        const QString table = prefix + name;
+        if (!VoraConfigSQLite::isPlainIdentifier(table)) {
+            *status = VoraConfigBadTable;
+            qCWarning(lcVoraDb, "refused table name \"%s\": not a plain identifier",
+                      qUtf8Printable(table));
+            return QString();
+        }
+        *status = VoraConfigOk;
+        return table;
+    }
+
+    sqlite3_stmt *statement(QHash<QString, sqlite3_stmt *> &cache, const QString &table,
+                            const QString &sqlTemplate, int *status)
+    {
+        if (sqlite3_stmt *cached = cache.value(table))
+            return cached;
+        const QByteArray sql = sqlTemplate.arg(table).toUtf8();
+        sqlite3_stmt *stmt = nullptr;
+        const int rc = sqlite3_prepare_v2(db, sql.constData(), sql.size(), &stmt, nullptr);
+        if (rc != SQLITE_OK) {
+            const QString message = errorMessage();
+            sqlite3_finalize(stmt);
+            *status = message.startsWith(QLatin1String("no such table")) ? VoraConfigNoSuchTable
+                                                                          : VoraConfigSqlError;
+            return nullptr;
+        }
+        cache.insert(table, stmt);
+        return stmt;
+    }
+};
+
+VoraConfigSQLite::VoraConfigSQLite() : d(new Private) {}
+
+VoraConfigSQLite::~VoraConfigSQLite() = default;
+
+int VoraConfigSQLite::open(VoraConfigStrategy *strategy)
+{
+    d->closeDb();
+
+    QString file;
+    QString password;
+    if (strategy)
+        strategy->getDBFile(file, password);
+    // The stand-in's database is not encrypted; the password is accepted as
+    // given and not used.
+    Q_UNUSED(password)
+
+    const QString override = databaseFileOverride();
+    if (!override.isEmpty())
+        file = override;
+    if (file.isEmpty()) {
+        qCWarning(lcVoraDb, "no configuration database named; reads give defaults, writes are dropped");
+        return VoraConfigNotOpen;
+    }
+
+    const QString path = resolveDatabaseFile(file);
+    if (!QFileInfo(path).isFile()) {
+        qCWarning(lcVoraDb, "configuration database %s does not exist; reads give defaults, writes are dropped",
+                  qUtf8Printable(path));
+        return VoraConfigNotOpen;
+    }
+
+    sqlite3 *db = nullptr;
+    const int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &db,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr);
+    if (rc != SQLITE_OK) {
+        qCWarning(lcVoraDb, "cannot open configuration database %s: %s", qUtf8Printable(path),
+                  db ? sqlite3_errmsg(db) : sqlite3_errstr(rc));
+        sqlite3_close(db);
+        return VoraConfigNotOpen;
+    }
+    sqlite3_busy_timeout(db, BusyTimeoutMs);
+    d->db = db;
+    d->fileName = path;
+    return VoraConfigOk;
+}
+
+int VoraConfigSQLite::close()
+{
+    d->closeDb();
+    return VoraConfigOk;
+}
+
+QVariant VoraConfigSQLite::getConfig(const QString &key, const QVariant &defaultValue,
+                                     VoraConfigStrategy *strategy)
+{
+    if (!d->db)
+        return defaultValue;
+    int status = VoraConfigOk;
+    const QString table = d->tableFor(strategy, &status);
+    if (table.isEmpty())
+        return defaultValue;
+
+    sqlite3_stmt *stmt = d->statement(d->selects, table,
+                                      QStringLiteral("SELECT value FROM \"%1\" WHERE key = ?1"), &status);
+    if (!stmt) {
+        if (status != VoraConfigNoSuchTable)
+            qCWarning(lcVoraDb, "cannot read \"%s\" from table %s: %s", qUtf8Printable(key),
+                      qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
+        return defaultValue;
+    }
+
+    const QByteArray keyUtf8 = key.toUtf8();
+    sqlite3_bind_text(stmt, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
+    QVariant result = defaultValue;
+    const int rc = sqlite3_step(stmt);
+    if (rc == SQLITE_ROW) {
+        switch (sqlite3_column_type(stmt, 0)) {
+        case SQLITE_INTEGER: {
+            const qint64 v = sqlite3_column_int64(stmt, 0);
+            if (v >= std::numeric_limits<int>::min() && v <= std::numeric_limits<int>::max())
+                result = QVariant(int(v));
+            else
+                result = QVariant(qlonglong(v));
+            break;
+        }
+        case SQLITE_FLOAT:
+            result = QVariant(sqlite3_column_double(stmt, 0));
+            break;
+        case SQLITE_TEXT:
+            result = QVariant(QString::fromUtf8(
+                    reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)),
+                    sqlite3_column_bytes(stmt, 0)));
+            break;
+        case SQLITE_BLOB:
+            result = QVariant(QByteArray(static_cast<const char *>(sqlite3_column_blob(stmt, 0)),
+                                         sqlite3_column_bytes(stmt, 0)));
+            break;
+        default: // NULL: nothing stored
+            break;
+        }
+    } else if (rc != SQLITE_DONE) {
+        qCWarning(lcVoraDb, "cannot read \"%s\" from table %s: %s", qUtf8Printable(key),
+                  qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
+    }
+    sqlite3_reset(stmt);
+    sqlite3_clear_bindings(stmt);
+    return result;
+}
+
+int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraConfigStrategy *strategy)
+{
+    if (!d->db) {
+        qCWarning(lcVoraDb, "no configuration database open; write of \"%s\" dropped", qUtf8Printable(key));
+        return VoraConfigNotOpen;
+    }
+    int status = VoraConfigOk;
+    const QString table = d->tableFor(strategy, &status);
+    if (table.isEmpty())
+        return status;
+
+    // Insert or update the value only: the row's comment belongs to the
+    // host's configuration and is kept.
+    sqlite3_stmt *stmt = d->statement(
+            d->upserts, table,
+            QStringLiteral("INSERT INTO \"%1\" (key, value) VALUES (?1, ?2) "
+                           "ON CONFLICT(key) DO UPDATE SET value = excluded.value"),
+            &status);
+    if (!stmt) {
+        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
+                  qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
+        return status;
+    }
+
+    const QByteArray keyUtf8 = key.toUtf8();
+    QByteArray text;
+    sqlite3_bind_text(stmt, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
+    const int type = value.userType();
+    if (!value.isValid()) {
+        sqlite3_bind_null(stmt, 2);
+    } else if (type == QMetaType::Bool) {
+        text = value.toBool() ? QByteArrayLiteral("true") : QByteArrayLiteral("false");
+        sqlite3_bind_text(stmt, 2, text.constData(), text.size(), SQLITE_STATIC);
+    } else if (isIntegerType(type)) {
+        sqlite3_bind_int64(stmt, 2, value.toLongLong());
+    } else if (type == QMetaType::Double || type == QMetaType::Float) {
+        sqlite3_bind_double(stmt, 2, value.toDouble());
+    } else {
+        text = value.toString().toUtf8();
+        sqlite3_bind_text(stmt, 2, text.constData(), text.size(), SQLITE_STATIC);
+    }
+
+    const int rc = sqlite3_step(stmt);
+    if (rc != SQLITE_DONE) {
+        qCWarning(lcVoraDb, "write of \"%s\" to table %s failed: %s", qUtf8Printable(key),
+                  qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
+        status = VoraConfigSqlError;
+    }
+    sqlite3_reset(stmt);
+    sqlite3_clear_bindings(stmt);
+    return status;
+}
+
+void VoraConfigSQLite::setConfigStrategy(QSharedPointer<VoraConfigStrategy> strategy)
+{
+    d->strategy = std::move(strategy);
+}
+
+QSharedPointer<VoraConfigStrategy> VoraConfigSQLite::configStrategy() const
+{
+    return d->strategy;
+}
+
+int VoraConfigSQLite::exec(const QString &sql)
+{
+    if (!d->db) {
+        qCWarning(lcVoraDb, "no configuration database open; statement dropped");
+        return VoraConfigNotOpen;
+    }
+    char *error = nullptr;
+    if (sqlite3_exec(d->db, sql.toUtf8().constData(), nullptr, nullptr, &error) != SQLITE_OK) {
+        qCWarning(lcVoraDb, "statement failed: %s", error);
+        sqlite3_free(error);
+        return VoraConfigSqlError;
+    }
+    return VoraConfigOk;
+}
+
+bool VoraConfigSQLite::isOpen() const
+{
+    return d->db != nullptr;
+}
+
+QString VoraConfigSQLite::fileName() const
+{
+    return d->fileName;
+}
+
+void VoraConfigSQLite::setDatabaseFileOverride(const QString &file)
+{
+    QMutexLocker lock(&overrideMutex());
+    overrideFile() = file;
+}
+
+QString VoraConfigSQLite::databaseFileOverride()
+{
+    QMutexLocker lock(&overrideMutex());
+    return overrideFile();
+}
+
+QString VoraConfigSQLite::resolveDatabaseFile(const QString &file)
+{
+    if (QDir::isAbsolutePath(file))
+        return QDir::cleanPath(file);
+    const QString base = QCoreApplication::instance() ? QCoreApplication::applicationDirPath()
+                                                      : QDir::currentPath();
+    return QDir::cleanPath(base + QLatin1Char('/') + file);
+}
+
+bool VoraConfigSQLite::isPlainIdentifier(const QString &name)
+{
+    static const QRegularExpression identifier(QStringLiteral("\\A[A-Za-z_][A-Za-z0-9_]*\\z"));
+    return identifier.match(name).hasMatch();
+}
