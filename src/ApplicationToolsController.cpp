@@ -67,8 +67,7 @@ void ApplicationToolsController::init()
                       [this](const QVariantMap &param) { showConfigEditor(param); });
 }
 
-int ApplicationToolsController::onSubscribeData(QString topic, QString type, QString event,
-                                                QVariantMap param,
+int ApplicationToolsController::onSubscribeData(QString topic, QString type, QString event, QVariantMap param,
                                                 std::shared_ptr<AbstractSerializableObject> payload)
 {
     Q_UNUSED(payload)
@@ -100,8 +99,8 @@ void ApplicationToolsController::doSelfPublish(const QVariantMap &param)
 bool ApplicationToolsController::isDeveloperMode() const
 {
     // Read afresh each time: the host may have changed it since.
-    QSharedPointer<ConfigStrategy> strategy =
-            QSharedPointer<ConfigStrategy>::create(QStringLiteral("config"), QString());
+    QSharedPointer<ConfigStrategy> strategy = QSharedPointer<ConfigStrategy>::create(QStringLiteral("config"),
+                                                                                     QString());
     VoraConfigSQLite db;
     db.open(strategy.data());
     db.setConfigStrategy(strategy);
@@ -156,8 +155,7 @@ void ApplicationToolsController::showConfigEditor(const QVariantMap &param)
         current = editor;
         connect(this, &ApplicationToolsController::notifySubscribeData, editor,
                 &ConfigEditorController::onSubscribeData);
-        connect(editor, &ConfigEditorController::publish, this,
-                &ApplicationToolsController::doSelfPublish);
+        connect(editor, &ConfigEditorController::publish, this, &ApplicationToolsController::doSelfPublish);
         return;
     }
 

@@ -8,8 +8,7 @@ const char DatabasePassword[] = "1987marbles7Q";
 
 ConfigStrategy::ConfigStrategy(const QString &tableName, const QString &tablePrefix)
     : m_tableName(tableName), m_tablePrefix(tablePrefix)
-{
-}
+{ }
 
 ConfigStrategy::~ConfigStrategy() = default;
 

@@ -36,8 +36,8 @@ QVector<VoraQObject *> VoraBox::objects() const
     return m_objects;
 }
 
-void VoraBox::publish(VoraQObject *sender, const QString &topic, const QString &type,
-                      const QString &event, const QVariantMap &param, bool flag,
+void VoraBox::publish(VoraQObject *sender, const QString &topic, const QString &type, const QString &event,
+                      const QVariantMap &param, bool flag,
                       std::shared_ptr<AbstractSerializableObject> payload)
 {
     VoraBusMessage message;
@@ -54,9 +54,8 @@ void VoraBox::publish(VoraQObject *sender, const QString &topic, const QString &
     emit messagePublished(message);
 }
 
-int VoraBox::deliver(VoraQObject *target, const QString &topic, const QString &type,
-                     const QString &event, const QVariantMap &param,
-                     std::shared_ptr<AbstractSerializableObject> payload)
+int VoraBox::deliver(VoraQObject *target, const QString &topic, const QString &type, const QString &event,
+                     const QVariantMap &param, std::shared_ptr<AbstractSerializableObject> payload)
 {
     if (!target)
         return 0;
@@ -64,8 +63,7 @@ int VoraBox::deliver(VoraQObject *target, const QString &topic, const QString &t
 }
 
 void VoraBox::deliverToAll(const QString &topic, const QString &type, const QString &event,
-                           const QVariantMap &param,
-                           std::shared_ptr<AbstractSerializableObject> payload)
+                           const QVariantMap &param, std::shared_ptr<AbstractSerializableObject> payload)
 {
     // A delivery may attach or destroy objects; walk a copy and skip the
     // ones that are gone.

@@ -18,7 +18,8 @@ namespace CommonLib {
 class VoraQObject;
 
 // One message on the host's publish/subscribe bus.
-struct VoraBusMessage {
+struct VoraBusMessage
+{
     QString topic;
     QString type;
     QString event;
@@ -50,13 +51,11 @@ public:
 
     // Called by VoraQObject::publish.
     void publish(VoraQObject *sender, const QString &topic, const QString &type, const QString &event,
-                 const QVariantMap &param, bool flag,
-                 std::shared_ptr<AbstractSerializableObject> payload);
+                 const QVariantMap &param, bool flag, std::shared_ptr<AbstractSerializableObject> payload);
 
     // Delivers one message to one object; returns its onSubscribeData result.
     int deliver(VoraQObject *target, const QString &topic, const QString &type, const QString &event,
-                const QVariantMap &param,
-                std::shared_ptr<AbstractSerializableObject> payload = nullptr);
+                const QVariantMap &param, std::shared_ptr<AbstractSerializableObject> payload = nullptr);
     // Delivers one message to every object in the box, in the order they
     // were attached.
     void deliverToAll(const QString &topic, const QString &type, const QString &event,

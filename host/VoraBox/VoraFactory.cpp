@@ -2,7 +2,8 @@
 
 namespace CommonLib {
 
-VoraFactory::VoraFactory(QObject *parent) : QObject(parent) {}
+VoraFactory::VoraFactory(QObject *parent) : QObject(parent)
+{ }
 
 VoraFactory::~VoraFactory() = default;
 

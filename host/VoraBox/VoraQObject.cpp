@@ -10,7 +10,8 @@ Q_LOGGING_CATEGORY(lcVoraObject, "vora.host.object")
 
 namespace CommonLib {
 
-VoraQObject::VoraQObject(QObject *parent) : QObject(parent) {}
+VoraQObject::VoraQObject(QObject *parent) : QObject(parent)
+{ }
 
 VoraQObject::~VoraQObject()
 {
@@ -31,8 +32,8 @@ int VoraQObject::stop()
 QVariant VoraQObject::readConfig(const QString &key, VoraConfigStrategy *strategy, int *status)
 {
     if (!strategy) {
-        qCWarning(lcVoraObject, "%s: no configuration strategy; \"%s\" not read",
-                  metaObject()->className(), qUtf8Printable(key));
+        qCWarning(lcVoraObject, "%s: no configuration strategy; \"%s\" not read", metaObject()->className(),
+                  qUtf8Printable(key));
         *status = VoraConfigNoStrategy;
         return QVariant();
     }

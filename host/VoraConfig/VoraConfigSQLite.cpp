@@ -35,7 +35,8 @@ QString &overrideFile()
     return file;
 }
 
-struct StatementDeleter {
+struct StatementDeleter
+{
     void operator()(sqlite3_stmt *stmt) const { sqlite3_finalize(stmt); }
 };
 using Statement = std::unique_ptr<sqlite3_stmt, StatementDeleter>;
@@ -62,7 +63,8 @@ bool isIntegerType(int type)
 
 } // namespace
 
-struct VoraConfigSQLite::Private {
+struct VoraConfigSQLite::Private
+{
     sqlite3 *db = nullptr;
     QString fileName;
     QSharedPointer<VoraConfigStrategy> strategy;
@@ -105,8 +107,7 @@ struct VoraConfigSQLite::Private {
         const QString table = prefix + name;
         if (!VoraConfigSQLite::isPlainIdentifier(table)) {
             *status = VoraConfigBadTable;
-            qCWarning(lcVoraDb, "refused table name \"%s\": not a plain identifier",
-                      qUtf8Printable(table));
+            qCWarning(lcVoraDb, "refused table name \"%s\": not a plain identifier", qUtf8Printable(table));
             return QString();
         }
         *status = VoraConfigOk;
@@ -125,7 +126,7 @@ struct VoraConfigSQLite::Private {
             const QString message = errorMessage();
             sqlite3_finalize(stmt);
             *status = message.startsWith(QLatin1String("no such table")) ? VoraConfigNoSuchTable
-                                                                          : VoraConfigSqlError;
+                                                                         : VoraConfigSqlError;
             return nullptr;
         }
         cache.insert(table, stmt);
@@ -133,7 +134,8 @@ struct VoraConfigSQLite::Private {
     }
 };
 
-VoraConfigSQLite::VoraConfigSQLite() : d(new Private) {}
+VoraConfigSQLite::VoraConfigSQLite() : d(new Private)
+{ }
 
 VoraConfigSQLite::~VoraConfigSQLite() = default;
 
@@ -159,7 +161,8 @@ int VoraConfigSQLite::open(VoraConfigStrategy *strategy)
 
     const QString path = resolveDatabaseFile(file);
     if (!QFileInfo(path).isFile()) {
-        qCWarning(lcVoraDb, "configuration database %s does not exist; reads give defaults, writes are dropped",
+        qCWarning(lcVoraDb,
+                  "configuration database %s does not exist; reads give defaults, writes are dropped",
                   qUtf8Printable(path));
         return VoraConfigNotOpen;
     }
@@ -222,9 +225,8 @@ QVariant VoraConfigSQLite::getConfig(const QString &key, const QVariant &default
             result = QVariant(sqlite3_column_double(stmt, 0));
             break;
         case SQLITE_TEXT:
-            result = QVariant(QString::fromUtf8(
-                    reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)),
-                    sqlite3_column_bytes(stmt, 0)));
+            result = QVariant(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)),
+                                                sqlite3_column_bytes(stmt, 0)));
             break;
         case SQLITE_BLOB:
             result = QVariant(QByteArray(static_cast<const char *>(sqlite3_column_blob(stmt, 0)),
@@ -255,11 +257,10 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
 
     // Insert or update the value only: the row's comment belongs to the
     // host's configuration and is kept.
-    sqlite3_stmt *stmt = d->statement(
-            d->upserts, table,
-            QStringLiteral("INSERT INTO \"%1\" (key, value) VALUES (?1, ?2) "
-                           "ON CONFLICT(key) DO UPDATE SET value = excluded.value"),
-            &status);
+    sqlite3_stmt *stmt = d->statement(d->upserts, table,
+                                      QStringLiteral("INSERT INTO \"%1\" (key, value) VALUES (?1, ?2) "
+                                                     "ON CONFLICT(key) DO UPDATE SET value = excluded.value"),
+                                      &status);
     if (!stmt) {
         qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
                   qUtf8Printable(table), qUtf8Printable(d->errorMessage()));

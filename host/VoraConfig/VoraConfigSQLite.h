@@ -40,8 +40,7 @@ public:
     virtual int close();
     virtual QVariant getConfig(const QString &key, const QVariant &defaultValue = QVariant(),
                                VoraConfigStrategy *strategy = nullptr);
-    virtual int setConfig(const QString &key, const QVariant &value,
-                          VoraConfigStrategy *strategy = nullptr);
+    virtual int setConfig(const QString &key, const QVariant &value, VoraConfigStrategy *strategy = nullptr);
 
     void setConfigStrategy(QSharedPointer<VoraConfigStrategy> strategy);
     QSharedPointer<VoraConfigStrategy> configStrategy() const;

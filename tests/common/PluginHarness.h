@@ -51,8 +51,8 @@ public:
             m_error = error;
             return;
         }
-        QObject *object = f->createObject(QString(),
-                                          {{QStringLiteral("paramname"), QStringLiteral("ApplicationToolsController")}});
+        QObject *object = f->createObject(
+                QString(), {{QStringLiteral("paramname"), QStringLiteral("ApplicationToolsController")}});
         m_object.reset(qobject_cast<CommonLib::VoraQObject *>(object));
         if (!m_object) {
             delete object;

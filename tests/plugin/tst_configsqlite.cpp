@@ -1,0 +1,347 @@
+// VoraConfigSQLite against a real SQLite file: what the plug-in writes must
+// be what the host reads, with the storage class intact.
+
+#include "PluginHarness.h"
+
+#include <VoraConfigSQLite.h>
+#include <VoraConfigStrategy.h>
+
+#include <QColor>
+#include <QtTest>
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+class TableStrategy : public VoraConfigStrategy
+{
+public:
+    explicit TableStrategy(const QString &table, const QString &prefix = QString(),
+                           const QString &file = QStringLiteral("../Resources/res/config.db"))
+        : table(table), prefix(prefix), file(file)
+    { }
+    int getDBFile(QString &f, QString &password) override
+    {
+        f = file;
+        password = QStringLiteral("secret");
+        return VoraConfigOk;
+    }
+    int getDBTableName(QString &name) override
+    {
+        name = table;
+        return VoraConfigOk;
+    }
+    int getDBTablePrefix(QString &p) override
+    {
+        p = prefix;
+        return VoraConfigOk;
+    }
+    QString table;
+    QString prefix;
+    QString file;
+};
+
+// Collects warnings of one category while it lives.
+class WarningCollector
+{
+public:
+    WarningCollector()
+    {
+        s_messages.clear();
+        m_previous = qInstallMessageHandler(handler);
+    }
+    ~WarningCollector() { qInstallMessageHandler(m_previous); }
+    QStringList messages() const { return s_messages; }
+
+private:
+    static void handler(QtMsgType type, const QMessageLogContext &context, const QString &message)
+    {
+        if (type == QtWarningMsg)
+            s_messages.append(QString::fromLatin1(context.category) + QLatin1String(": ") + message);
+    }
+    static QStringList s_messages;
+    QtMessageHandler m_previous;
+};
+QStringList WarningCollector::s_messages;
+
+const QString Schema = VoraTest::TempDatabase::tableSql(
+        {QStringLiteral("scan"), QStringLiteral("config"), QStringLiteral("vora_ui")});
+
+} // namespace
+
+class tst_ConfigSQLite : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void roundTrip_data();
+    void roundTrip();
+    void writeKeepsComment();
+    void missingKeyTableAndFile();
+    void badTableName_data();
+    void badTableName();
+    void strategyIsAskedAtEachCall();
+    void explicitStrategyWins();
+    void relativeFileResolvesAgainstExecutable();
+    void twoConnectionsAtOnce();
+};
+
+void tst_ConfigSQLite::roundTrip_data()
+{
+    QTest::addColumn<QVariant>("written");
+    QTest::addColumn<QString>("storedType");
+    QTest::addColumn<QVariant>("storedValue");
+    QTest::addColumn<QVariant>("readBack");
+
+    QTest::newRow("bool true") << QVariant(true) << "text" << QVariant("true")
+                               << QVariant(QStringLiteral("true"));
+    QTest::newRow("bool false") << QVariant(false) << "text" << QVariant("false")
+                                << QVariant(QStringLiteral("false"));
+    QTest::newRow("int 1") << QVariant(1) << "integer" << QVariant(1LL) << QVariant(1);
+    QTest::newRow("int 0") << QVariant(0) << "integer" << QVariant(0LL) << QVariant(0);
+    QTest::newRow("negative int") << QVariant(-37) << "integer" << QVariant(-37LL) << QVariant(-37);
+    QTest::newRow("qlonglong beyond int") << QVariant(qlonglong(1) << 40) << "integer"
+                                          << QVariant(qlonglong(1) << 40) << QVariant(qlonglong(1) << 40);
+    QTest::newRow("uint") << QVariant(7u) << "integer" << QVariant(7LL) << QVariant(7);
+    QTest::newRow("double") << QVariant(0.25) << "real" << QVariant(0.25) << QVariant(0.25);
+    QTest::newRow("float") << QVariant(1.5f) << "real" << QVariant(1.5) << QVariant(1.5);
+    QTest::newRow("text") << QVariant(QStringLiteral("255,128,0")) << "text" << QVariant("255,128,0")
+                          << QVariant(QStringLiteral("255,128,0"));
+    QTest::newRow("chinese text") << QVariant(QStringLiteral("实时设置")) << "text" << QVariant("实时设置")
+                                  << QVariant(QStringLiteral("实时设置"));
+    QTest::newRow("quote in text") << QVariant(QStringLiteral("a'b\"c")) << "text" << QVariant("a'b\"c")
+                                   << QVariant(QStringLiteral("a'b\"c"));
+    QTest::newRow("empty text") << QVariant(QString()) << "text" << QVariant("") << QVariant(QString(""));
+    QTest::newRow("invalid is null") << QVariant() << "null" << QVariant()
+                                     << QVariant(QStringLiteral("dflt"));
+    QTest::newRow("colour as its name") << QVariant(QColor(255, 0, 0)) << "text" << QVariant("#ff0000")
+                                        << QVariant(QStringLiteral("#ff0000"));
+}
+
+void tst_ConfigSQLite::roundTrip()
+{
+    QFETCH(QVariant, written);
+    QFETCH(QString, storedType);
+    QFETCH(QVariant, storedValue);
+    QFETCH(QVariant, readBack);
+
+    VoraTest::TempDatabase database(Schema);
+    QVERIFY2(database.isValid(), qPrintable(database.errorString()));
+
+    TableStrategy strategy(QStringLiteral("scan"));
+    VoraConfigSQLite db;
+    QCOMPARE(db.open(&strategy), int(VoraConfigOk));
+    QCOMPARE(db.setConfig(QStringLiteral("k"), written, &strategy), int(VoraConfigOk));
+
+    const auto stored = database.value(QStringLiteral("scan"), QStringLiteral("k"));
+    QCOMPARE(stored.second, storedType);
+    if (storedValue.isValid())
+        QCOMPARE(stored.first.toString(), storedValue.toString());
+
+    const QVariant read = db.getConfig(QStringLiteral("k"), QVariant(QStringLiteral("dflt")), &strategy);
+    QCOMPARE(read.userType(), readBack.userType());
+    QCOMPARE(read, readBack);
+}
+
+void tst_ConfigSQLite::writeKeepsComment()
+{
+    VoraTest::TempDatabase database(Schema
+                                    + QStringLiteral("INSERT INTO scan VALUES ('IRSpeckle.If_Save_Pic', 0, "
+                                                     "'保存散斑图 实时设置');"));
+    QVERIFY2(database.isValid(), qPrintable(database.errorString()));
+    TableStrategy strategy(QStringLiteral("scan"));
+    VoraConfigSQLite db;
+    db.open(&strategy);
+    QCOMPARE(db.setConfig(QStringLiteral("IRSpeckle.If_Save_Pic"), 1, &strategy), int(VoraConfigOk));
+    // The comment survives the update; the value changed in place.
+    QCOMPARE(database.value(QStringLiteral("scan"), QStringLiteral("IRSpeckle.If_Save_Pic"))
+                     .first.toLongLong(),
+             1LL);
+    sqlite3 *raw = nullptr;
+    QCOMPARE(sqlite3_open(QFile::encodeName(database.fileName()).constData(), &raw), SQLITE_OK);
+    sqlite3_stmt *stmt = nullptr;
+    sqlite3_prepare_v2(raw, "SELECT comment, count(*) FROM scan", -1, &stmt, nullptr);
+    QCOMPARE(sqlite3_step(stmt), SQLITE_ROW);
+    QCOMPARE(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0))),
+             QStringLiteral("保存散斑图 实时设置"));
+    QCOMPARE(sqlite3_column_int(stmt, 1), 1);
+    sqlite3_finalize(stmt);
+    sqlite3_close(raw);
+}
+
+void tst_ConfigSQLite::missingKeyTableAndFile()
+{
+    VoraTest::TempDatabase database(Schema);
+    QVERIFY2(database.isValid(), qPrintable(database.errorString()));
+
+    TableStrategy scan(QStringLiteral("scan"));
+    TableStrategy missingTable(QStringLiteral("nosuchtable"));
+    VoraConfigSQLite db;
+    QCOMPARE(db.open(&scan), int(VoraConfigOk));
+    QCOMPARE(db.getConfig(QStringLiteral("absent"), QVariant(true), &scan), QVariant(true));
+    QCOMPARE(db.getConfig(QStringLiteral("absent"), QVariant(), &scan), QVariant());
+    QCOMPARE(db.getConfig(QStringLiteral("k"), QVariant(42), &missingTable), QVariant(42));
+    {
+        WarningCollector warnings;
+        QCOMPARE(db.setConfig(QStringLiteral("k"), 1, &missingTable), int(VoraConfigNoSuchTable));
+        QCOMPARE(warnings.messages().size(), 1);
+        QVERIFY(warnings.messages().first().startsWith(QLatin1String("vora.host.db: ")));
+    }
+
+    // A missing file is not created; reads give defaults and writes are
+    // dropped with a warning.
+    const QString missingFile = QFileInfo(database.fileName()).dir().filePath(QStringLiteral("missing.db"));
+    VoraConfigSQLite::setDatabaseFileOverride(missingFile);
+    VoraConfigSQLite noFile;
+    {
+        WarningCollector warnings;
+        QCOMPARE(noFile.open(&scan), int(VoraConfigNotOpen));
+        QCOMPARE(noFile.getConfig(QStringLiteral("k"), QVariant(QStringLiteral("d")), &scan),
+                 QVariant(QStringLiteral("d")));
+        QCOMPARE(noFile.setConfig(QStringLiteral("k"), 1, &scan), int(VoraConfigNotOpen));
+        QCOMPARE(warnings.messages().size(), 2);
+        QVERIFY(warnings.messages().at(0).contains(missingFile));
+    }
+    QVERIFY(!QFile::exists(missingFile));
+}
+
+void tst_ConfigSQLite::badTableName_data()
+{
+    QTest::addColumn<QString>("prefix");
+    QTest::addColumn<QString>("table");
+    QTest::newRow("injection") << QString() << QStringLiteral("scan; DROP TABLE config");
+    QTest::newRow("quote") << QString() << QStringLiteral("scan\"");
+    QTest::newRow("space") << QString() << QStringLiteral("sc an");
+    QTest::newRow("empty") << QString() << QString();
+    QTest::newRow("leading digit") << QString() << QStringLiteral("1scan");
+    QTest::newRow("bad prefix") << QStringLiteral("x.") << QStringLiteral("scan");
+}
+
+void tst_ConfigSQLite::badTableName()
+{
+    QFETCH(QString, prefix);
+    QFETCH(QString, table);
+    VoraTest::TempDatabase database(Schema + QStringLiteral("INSERT INTO config VALUES ('a', 1, '');"));
+    QVERIFY2(database.isValid(), qPrintable(database.errorString()));
+
+    TableStrategy bad(table, prefix);
+    VoraConfigSQLite db;
+    QCOMPARE(db.open(&bad), int(VoraConfigOk));
+    WarningCollector warnings;
+    QCOMPARE(db.getConfig(QStringLiteral("a"), QVariant(5), &bad), QVariant(5));
+    QCOMPARE(db.setConfig(QStringLiteral("a"), 2, &bad), int(VoraConfigBadTable));
+    QCOMPARE(warnings.messages().size(), 2);
+    QVERIFY(warnings.messages().at(1).contains(QLatin1String("refused table name")));
+    // Nothing of it reached SQL.
+    QCOMPARE(database.value(QStringLiteral("config"), QStringLiteral("a")).first.toLongLong(), 1LL);
+}
+
+void tst_ConfigSQLite::strategyIsAskedAtEachCall()
+{
+    VoraTest::TempDatabase database(Schema);
+    QVERIFY2(database.isValid(), qPrintable(database.errorString()));
+    auto strategy = QSharedPointer<TableStrategy>::create(QStringLiteral("ui"), QStringLiteral("vora_"));
+    VoraConfigSQLite db;
+    db.open(strategy.data());
+    db.setConfigStrategy(strategy);
+    QCOMPARE(db.setConfig(QStringLiteral("k"), true), int(VoraConfigOk));
+    strategy->prefix.clear();
+    strategy->table = QStringLiteral("scan");
+    QCOMPARE(db.setConfig(QStringLiteral("k"), 3), int(VoraConfigOk));
+
+    QCOMPARE(database.value(QStringLiteral("vora_ui"), QStringLiteral("k")).second, QStringLiteral("text"));
+    QCOMPARE(database.value(QStringLiteral("scan"), QStringLiteral("k")).second, QStringLiteral("integer"));
+    QCOMPARE(db.getConfig(QStringLiteral("k")), QVariant(3));
+    strategy->table = QStringLiteral("ui");
+    strategy->prefix = QStringLiteral("vora_");
+    QCOMPARE(db.getConfig(QStringLiteral("k")), QVariant(QStringLiteral("true")));
+}
+
+void tst_ConfigSQLite::explicitStrategyWins()
+{
+    VoraTest::TempDatabase database(Schema);
+    QVERIFY2(database.isValid(), qPrintable(database.errorString()));
+    auto fallback = QSharedPointer<TableStrategy>::create(QStringLiteral("scan"));
+    TableStrategy config(QStringLiteral("config"));
+    VoraConfigSQLite db;
+    db.open(fallback.data());
+    db.setConfigStrategy(fallback);
+    db.setConfig(QStringLiteral("k"), 9, &config);
+    QCOMPARE(database.value(QStringLiteral("config"), QStringLiteral("k")).first.toLongLong(), 9LL);
+    QVERIFY(database.value(QStringLiteral("scan"), QStringLiteral("k")).second.isEmpty());
+
+    // Without any strategy nothing is read or written.
+    VoraConfigSQLite bare;
+    bare.open(&config);
+    WarningCollector warnings;
+    QCOMPARE(bare.setConfig(QStringLiteral("k"), 1), int(VoraConfigNoStrategy));
+    QCOMPARE(bare.getConfig(QStringLiteral("k"), QVariant(8)), QVariant(8));
+}
+
+void tst_ConfigSQLite::relativeFileResolvesAgainstExecutable()
+{
+    const QString expected = QDir::cleanPath(QCoreApplication::applicationDirPath()
+                                             + QStringLiteral("/../Resources/res/config.db"));
+    QCOMPARE(VoraConfigSQLite::resolveDatabaseFile(QStringLiteral("../Resources/res/config.db")), expected);
+    QCOMPARE(VoraConfigSQLite::resolveDatabaseFile(QStringLiteral("/tmp/x/../y.db")),
+             QStringLiteral("/tmp/y.db"));
+
+    // Without an override, open() really uses that file.
+    QVERIFY(QDir().mkpath(QFileInfo(expected).path()));
+    {
+        VoraTest::TempDatabase scratch(Schema); // only to build the file
+        QVERIFY(scratch.isValid());
+        QFile::remove(expected);
+        QVERIFY(QFile::copy(scratch.fileName(), expected));
+    }
+    VoraConfigSQLite::setDatabaseFileOverride(QString());
+    TableStrategy strategy(QStringLiteral("scan"));
+    VoraConfigSQLite db;
+    QCOMPARE(db.open(&strategy), int(VoraConfigOk));
+    QCOMPARE(db.fileName(), expected);
+    db.close();
+    QVERIFY(QDir(QFileInfo(expected).path() + QStringLiteral("/..")).removeRecursively());
+}
+
+void tst_ConfigSQLite::twoConnectionsAtOnce()
+{
+    VoraTest::TempDatabase database(Schema);
+    QVERIFY2(database.isValid(), qPrintable(database.errorString()));
+    TableStrategy strategy(QStringLiteral("scan"));
+    VoraConfigSQLite first;
+    VoraConfigSQLite second;
+    QCOMPARE(first.open(&strategy), int(VoraConfigOk));
+    QCOMPARE(second.open(&strategy), int(VoraConfigOk));
+
+    // Interleaved reads and writes through both, the way the plug-in's
+    // query object and its developer mode share one file.
+    for (int i = 0; i < 50; ++i) {
+        QCOMPARE(first.setConfig(QStringLiteral("a"), i, &strategy), int(VoraConfigOk));
+        QCOMPARE(second.getConfig(QStringLiteral("a"), QVariant(), &strategy), QVariant(i));
+        QCOMPARE(second.setConfig(QStringLiteral("b"), i * 2, &strategy), int(VoraConfigOk));
+        QCOMPARE(first.getConfig(QStringLiteral("b"), QVariant(), &strategy), QVariant(i * 2));
+    }
+
+    // A writer in another connection that holds the lock for a moment makes
+    // this one wait, not fail.
+    sqlite3 *raw = nullptr;
+    QCOMPARE(sqlite3_open(QFile::encodeName(database.fileName()).constData(), &raw), SQLITE_OK);
+    QCOMPARE(sqlite3_exec(raw, "BEGIN IMMEDIATE; UPDATE scan SET value = 100 WHERE key = 'a';", nullptr,
+                          nullptr, nullptr),
+             SQLITE_OK);
+    std::thread committer([raw] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        sqlite3_exec(raw, "COMMIT", nullptr, nullptr, nullptr);
+    });
+    QCOMPARE(first.setConfig(QStringLiteral("c"), 1, &strategy), int(VoraConfigOk));
+    committer.join();
+    sqlite3_close(raw);
+    QCOMPARE(second.getConfig(QStringLiteral("a"), QVariant(), &strategy), QVariant(100));
+    QCOMPARE(second.getConfig(QStringLiteral("c"), QVariant(), &strategy), QVariant(1));
+}
+
+QTEST_GUILESS_MAIN(tst_ConfigSQLite)
+#include "tst_configsqlite.moc"
