@@ -6,7 +6,7 @@ set(VORA_OFFSCREEN_ENV
     QT_QPA_OFFSCREEN_NO_GLX=1
     QT_QUICK_BACKEND=software
     QT_LOGGING_RULES=qt.qpa.*=false
-    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:fast_unwind_on_malloc=0
     LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/sanitizer/lsan.supp:print_suppressions=0
     UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1)
 
@@ -16,7 +16,7 @@ set(VORA_XCB_ENV
     QT_QPA_PLATFORM=xcb
     LIBGL_ALWAYS_SOFTWARE=1
     QT_LOGGING_RULES=qt.qpa.*=false
-    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:fast_unwind_on_malloc=0
     LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/sanitizer/lsan.supp:print_suppressions=0
     UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1)
 
