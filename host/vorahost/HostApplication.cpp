@@ -1,0 +1,163 @@
+#include "HostApplication.h"
+
+#include "BusJson.h"
+#include "DatabaseService.h"
+#include "HostConsole.h"
+#include "HostLogging.h"
+#include "ScriptRunner.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QQmlContext>
+#include <QQuickView>
+#include <QTimer>
+#include <QtQml>
+
+#include <cstdio>
+
+static void initHostResources()
+{
+    // The resources live in a static library: pull them in explicitly.
+    Q_INIT_RESOURCE(vorahost);
+}
+
+HostApplication::HostApplication(const HostOptions &options, QObject *parent)
+    : QObject(parent), m_options(options), m_router(&m_box)
+{
+    initHostResources();
+}
+
+HostApplication::~HostApplication()
+{
+    m_script.reset();
+    m_plugin.unload();
+    m_mainWindow.reset();
+    m_console.reset();
+}
+
+bool HostApplication::start()
+{
+    QString error;
+    const QString dbFile = m_options.databaseFile.isEmpty() ? ConfigDatabase::defaultFile()
+                                                            : m_options.databaseFile;
+    if (!m_database.prepare(dbFile, &error)) {
+        std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
+        return false;
+    }
+    if (m_database.wasCreated())
+        std::fprintf(stderr, "vorahost: created the configuration database %s from the shipped sample\n",
+                     qUtf8Printable(m_database.fileName()));
+
+    m_databaseService = std::make_unique<DatabaseService>(m_database.fileName());
+    m_router.setDatabaseService(m_databaseService.get());
+    connect(&m_app, &AppBridge::pagePublished, &m_router, &BusRouter::publishFromPage);
+    connect(&m_router, &BusRouter::pageDelivery, &m_app, &AppBridge::deliverToPages);
+    if (m_options.isScripted() || m_options.trace) {
+        connect(&m_router, &BusRouter::messageRouted, this,
+                [](const QString &from, const QVariantMap &param) {
+                    BusJson::print(BusJson::busLine(from, param));
+                });
+    }
+
+    // The engine is in place before the plug-in exists: its windows look
+    // for it when they are first shown.
+    setUpEngine();
+
+    const QString pluginFile = m_options.pluginFile.isEmpty() ? PluginHost::defaultFile()
+                                                              : m_options.pluginFile;
+    m_console = std::make_unique<HostConsole>(&m_router, m_options.noPlugin ? QString() : pluginFile,
+                                              m_database.fileName());
+    m_engine.rootContext()->setContextProperty(QStringLiteral("$host"), m_console.get());
+    if (!showMainWindow())
+        return false;
+
+    if (!m_options.noPlugin) {
+        if (!m_plugin.load(pluginFile, &m_box, &error)) {
+            std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
+            return false;
+        }
+        m_router.setPlugin(m_plugin.controller());
+    }
+
+    if (m_options.benchStartup) {
+        // Armed after the controller's own 10 ms start timer, so it fires
+        // after the controller has run its start.
+        QTimer::singleShot(10, Qt::PreciseTimer, this, [this] {
+            QMetaObject::invokeMethod(
+                    this, [this] { quit(0); }, Qt::QueuedConnection);
+        });
+    } else if (m_options.isScripted()) {
+        m_script = std::make_unique<ScriptRunner>(&m_router);
+        if (!m_script->open(m_options.scriptFile, &error)) {
+            std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
+            return false;
+        }
+        connect(m_script.get(), &ScriptRunner::output, this,
+                [](const QByteArray &line) { BusJson::print(line); });
+        connect(m_script.get(), &ScriptRunner::finished, this, &HostApplication::quit, Qt::QueuedConnection);
+        m_script->start();
+    }
+    return true;
+}
+
+void HostApplication::setUpEngine()
+{
+    // The config editor page imports VoraDesign 1.0; it uses no type of it,
+    // so the module only has to exist. Registered in code, it travels with
+    // the binary wherever the bundle is copied.
+    qmlRegisterModule("VoraDesign", 1, 0);
+    m_engine.rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
+    qApp->setProperty("__vora_MainQmlEngine__", QVariant::fromValue<QQmlEngine *>(&m_engine));
+    connect(&m_engine, &QQmlEngine::warnings, this, [](const QList<QQmlError> &warnings) {
+        for (const QQmlError &warning : warnings)
+            qCWarning(lcHostPage, "%s", qUtf8Printable(warning.toString()));
+    });
+}
+
+bool HostApplication::showMainWindow()
+{
+    m_mainWindow = std::make_unique<QQuickView>(&m_engine, nullptr);
+    m_mainWindow->setTitle(QStringLiteral("vorahost"));
+    m_mainWindow->setResizeMode(QQuickView::SizeRootObjectToView);
+    m_mainWindow->setSource(QUrl(QStringLiteral("qrc:/vorahost/MainWindow.qml")));
+    if (m_mainWindow->status() != QQuickView::Ready) {
+        std::fprintf(stderr, "vorahost: the main window did not load\n");
+        return false;
+    }
+    // Closing the main window ends the host, as in the scanner software.
+    connect(m_mainWindow.get(), SIGNAL(closing(QQuickCloseEvent *)), this, SLOT(onMainWindowClosing()));
+    m_mainWindow->show();
+    return true;
+}
+
+void HostApplication::onMainWindowClosing()
+{
+    QMetaObject::invokeMethod(
+            this, [this] { quit(0); }, Qt::QueuedConnection);
+}
+
+void HostApplication::quit(int code)
+{
+    if (m_quitting)
+        return;
+    m_quitting = true;
+    m_script.reset();
+    // Plug-in first: its windows are views on the engine.
+    m_plugin.unload();
+    m_router.setPlugin(nullptr);
+    if (m_options.reportPeakMemory)
+        reportPeakMemory();
+    QCoreApplication::exit(code);
+}
+
+void HostApplication::reportPeakMemory() const
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return;
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("VmHWM:"))
+            std::fprintf(stderr, "vorahost: peak memory %s\n", line.mid(6).trimmed().constData());
+    }
+}

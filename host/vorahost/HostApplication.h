@@ -1,0 +1,60 @@
+#pragma once
+
+#include "AppBridge.h"
+#include "BusRouter.h"
+#include "ConfigDatabase.h"
+#include "HostOptions.h"
+#include "PluginHost.h"
+
+#include <VoraBox.h>
+
+#include <QObject>
+#include <QQmlEngine>
+
+#include <memory>
+
+class DatabaseService;
+class HostConsole;
+class QQuickView;
+class ScriptRunner;
+
+// The host application: its configuration database, its bus, its main QML
+// engine with "$app" and the VoraDesign module, the main window, the plug-in,
+// and, when asked, a script that drives them.
+class HostApplication : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit HostApplication(const HostOptions &options, QObject *parent = nullptr);
+    ~HostApplication() override;
+
+    // Sets everything up. Returns false with exit code 1 and a one-line
+    // message on stderr when the host cannot run.
+    bool start();
+
+    // Closes the plug-in and its windows, then leaves the event loop with code.
+    void quit(int code);
+
+private slots:
+    void onMainWindowClosing();
+
+private:
+    void setUpEngine();
+    bool showMainWindow();
+    void reportPeakMemory() const;
+
+    HostOptions m_options;
+    ConfigDatabase m_database;
+    std::unique_ptr<DatabaseService> m_databaseService;
+    CommonLib::VoraBox m_box;
+    BusRouter m_router;
+    AppBridge m_app;
+    // The engine outlives the plug-in: its windows are views on it.
+    QQmlEngine m_engine;
+    std::unique_ptr<HostConsole> m_console;
+    std::unique_ptr<QQuickView> m_mainWindow;
+    PluginHost m_plugin;
+    std::unique_ptr<ScriptRunner> m_script;
+    bool m_quitting = false;
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// The command line of vorahost.
+struct HostOptions
+{
+    QString databaseFile; // --db, empty for the bundle's default
+    QString pluginFile; // --plugin, empty for the bundle's default
+    QString scriptFile; // --script, "-" for standard input, empty for interactive use
+    bool trace = false; // --trace: bus lines on stdout in interactive use
+    bool noPlugin = false; // --no-plugin: the bare host (benchmark baseline)
+    bool benchStartup = false; // --bench-startup: leave once the controller has started
+    bool reportPeakMemory = false; // --report-peak-memory: peak RSS on stderr at exit
+
+    bool isScripted() const { return !scriptFile.isEmpty(); }
+
+    // Parses arguments (argv including the program name). On a bad command
+    // line returns false and sets error to one line; --help sets helpText.
+    static bool parse(const QStringList &arguments, HostOptions *options, QString *error, QString *helpText);
+};

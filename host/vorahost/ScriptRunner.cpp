@@ -1,0 +1,203 @@
+#include "ScriptRunner.h"
+
+#include "BusJson.h"
+#include "BusRouter.h"
+#include "HostLogging.h"
+#include "WindowDriver.h"
+
+#include <QJsonDocument>
+#include <QJsonParseError>
+#include <QQuickWindow>
+#include <QTimer>
+
+#include <cstdio>
+
+ScriptRunner::ScriptRunner(BusRouter *router, QObject *parent) : QObject(parent), m_router(router)
+{ }
+
+ScriptRunner::~ScriptRunner() = default;
+
+bool ScriptRunner::open(const QString &file, QString *error)
+{
+    bool ok;
+    if (file == QLatin1String("-")) {
+        ok = m_file.open(stdin, QIODevice::ReadOnly);
+    } else {
+        m_file.setFileName(file);
+        ok = m_file.open(QIODevice::ReadOnly);
+    }
+    if (!ok)
+        *error = QStringLiteral("cannot read script %1: %2").arg(file, m_file.errorString());
+    return ok;
+}
+
+void ScriptRunner::start()
+{
+    // The plug-in's controller registers its commands 10 ms after it starts;
+    // a script, like a user, begins once the host is up. This timer is armed
+    // after the controller's, so it fires after it.
+    QTimer::singleShot(10, Qt::PreciseTimer, this, [this] {
+        QMetaObject::invokeMethod(this, &ScriptRunner::next, Qt::QueuedConnection);
+    });
+}
+
+bool ScriptRunner::readLine(QString *line)
+{
+    const QByteArray bytes = m_file.readLine();
+    if (bytes.isEmpty())
+        return false;
+    ++m_lineNumber;
+    *line = QString::fromUtf8(bytes).trimmed();
+    return true;
+}
+
+void ScriptRunner::next()
+{
+    QString line;
+    while (readLine(&line)) {
+        if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
+            continue;
+        QJsonParseError parseError;
+        const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8(), &parseError);
+        if (parseError.error != QJsonParseError::NoError) {
+            fail(QStringLiteral("not valid JSON (%1)").arg(parseError.errorString()));
+            return;
+        }
+        if (!document.isObject()) {
+            fail(QStringLiteral("a step must be a JSON object"));
+            return;
+        }
+        QString error;
+        const int waitMs = runStep(document.object(), &error);
+        if (waitMs < 0) {
+            fail(error);
+            return;
+        }
+        QTimer::singleShot(waitMs, this, &ScriptRunner::next);
+        return;
+    }
+    qCDebug(lcHostScript, "script ended after line %d", m_lineNumber);
+    emit finished(0);
+}
+
+int ScriptRunner::runStep(const QJsonObject &step, QString *error)
+{
+    if (step.size() != 1) {
+        *error = QStringLiteral(
+                "a step has exactly one name (deliver, wait, eval, click, close, screenshot)");
+        return -1;
+    }
+    const QString name = step.constBegin().key();
+    const QJsonValue arg = step.constBegin().value();
+
+    auto window = [&](const QString &title) -> QQuickWindow * {
+        QQuickWindow *found = WindowDriver::find(title);
+        if (!found)
+            *error = QStringLiteral("no open window titled \"%1\"").arg(title);
+        return found;
+    };
+    auto needString = [&](const QJsonObject &object, const char *key, QString *out) {
+        const QJsonValue value = object.value(QLatin1String(key));
+        if (!value.isString()) {
+            *error = QStringLiteral("%1 needs \"%2\" as a string").arg(name, QLatin1String(key));
+            return false;
+        }
+        *out = value.toString();
+        return true;
+    };
+    auto needNumber = [&](const QJsonObject &object, const char *key, double *out) {
+        const QJsonValue value = object.value(QLatin1String(key));
+        if (!value.isDouble()) {
+            *error = QStringLiteral("%1 needs \"%2\" as a number").arg(name, QLatin1String(key));
+            return false;
+        }
+        *out = value.toDouble();
+        return true;
+    };
+
+    if (name == QLatin1String("deliver")) {
+        if (!arg.isObject()) {
+            *error = QStringLiteral("deliver needs a parameter map (a JSON object)");
+            return -1;
+        }
+        m_router->deliverToPlugin(arg.toObject().toVariantMap());
+        return 0;
+    }
+    if (name == QLatin1String("wait")) {
+        if (!arg.isDouble() || arg.toDouble() < 0 || arg.toDouble() > 3600000) {
+            *error = QStringLiteral("wait needs a number of milliseconds (0 to 3600000)");
+            return -1;
+        }
+        return int(arg.toDouble());
+    }
+    if (name == QLatin1String("close")) {
+        if (!arg.isString()) {
+            *error = QStringLiteral("close needs a window title");
+            return -1;
+        }
+        QQuickWindow *target = window(arg.toString());
+        if (!target)
+            return -1;
+        WindowDriver::close(target);
+        return 0;
+    }
+    if (name != QLatin1String("eval") && name != QLatin1String("click")
+        && name != QLatin1String("screenshot")) {
+        *error = QStringLiteral("unknown step \"%1\"").arg(name);
+        return -1;
+    }
+    if (!arg.isObject()) {
+        *error = QStringLiteral("%1 needs a JSON object").arg(name);
+        return -1;
+    }
+    const QJsonObject object = arg.toObject();
+    QString title;
+    if (!needString(object, "window", &title))
+        return -1;
+
+    if (name == QLatin1String("eval")) {
+        QString js;
+        if (!needString(object, "js", &js))
+            return -1;
+        QQuickWindow *target = window(title);
+        if (!target)
+            return -1;
+        QString evalError;
+        const QVariant result = WindowDriver::evaluate(target, js, &evalError);
+        if (!evalError.isEmpty()) {
+            *error = QStringLiteral("eval failed: %1").arg(evalError);
+            return -1;
+        }
+        emit output(BusJson::evalLine(result));
+        return 0;
+    }
+    if (name == QLatin1String("click")) {
+        double x = 0;
+        double y = 0;
+        if (!needNumber(object, "x", &x) || !needNumber(object, "y", &y))
+            return -1;
+        QQuickWindow *target = window(title);
+        if (!target)
+            return -1;
+        WindowDriver::click(target, x, y);
+        return 0;
+    }
+    QString file;
+    if (!needString(object, "file", &file))
+        return -1;
+    QQuickWindow *target = window(title);
+    if (!target)
+        return -1;
+    QString shotError;
+    if (!WindowDriver::screenshot(target, file, &shotError)) {
+        *error = QStringLiteral("screenshot %1 failed: %2").arg(file, shotError);
+        return -1;
+    }
+    return 0;
+}
+
+void ScriptRunner::fail(const QString &reason)
+{
+    std::fprintf(stderr, "vorahost: script line %d: %s\n", m_lineNumber, qUtf8Printable(reason));
+    emit finished(2);
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QFile>
+#include <QJsonObject>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+class BusRouter;
+
+// Runs a script of JSON lines, one step per line, each on its own turn of
+// the event loop so that the plug-in's timers and the bus's queued answers
+// run between steps:
+//   {"deliver": {...}}                                  a message to the plug-in
+//   {"wait": N}                                         run the event loop N ms
+//   {"eval": {"window": T, "js": EXPR}}                 prints {"eval": value}
+//   {"click": {"window": T, "x": X, "y": Y}}            left click
+//   {"close": T}                                        close by the window frame
+//   {"screenshot": {"window": T, "file": PATH}}         PNG of the window
+// Blank lines and lines starting with "#" are skipped. A bad line stops the
+// script with exit code 2 and a message naming its number; the steps before
+// it stay done. Standard input ("-") is read a line at a time.
+class ScriptRunner : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ScriptRunner(BusRouter *router, QObject *parent = nullptr);
+    ~ScriptRunner() override;
+
+    bool open(const QString &file, QString *error);
+    void start();
+
+signals:
+    // One JSON line for standard output (eval results).
+    void output(const QByteArray &line);
+    // 0 at the end of the script, 2 for a bad step.
+    void finished(int exitCode);
+
+private:
+    void next();
+    bool readLine(QString *line);
+    // Runs one step; returns the milliseconds to wait before the next one,
+    // or -1 with error set.
+    int runStep(const QJsonObject &step, QString *error);
+    void fail(const QString &reason);
+
+    BusRouter *m_router;
+    QFile m_file;
+    int m_lineNumber = 0;
+};

@@ -1,0 +1,106 @@
+#include "WindowDriver.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QImage>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQmlExpression>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QQuickWindow>
+#include <QSaveFile>
+#include <qpa/qwindowsysteminterface.h>
+
+namespace WindowDriver {
+
+namespace {
+
+QObject *rootOf(QQuickWindow *window)
+{
+    if (auto *view = qobject_cast<QQuickView *>(window))
+        return view->rootObject();
+    // A window made from QML (Window, ApplicationWindow) is its own root.
+    return window;
+}
+
+} // namespace
+
+QQuickWindow *find(const QString &title)
+{
+    const auto windows = QGuiApplication::topLevelWindows();
+    for (QWindow *window : windows) {
+        auto *quick = qobject_cast<QQuickWindow *>(window);
+        if (quick && quick->isVisible() && quick->title() == title)
+            return quick;
+    }
+    return nullptr;
+}
+
+void click(QQuickWindow *window, double x, double y)
+{
+    using Wsi = QWindowSystemInterface;
+    const QPointF local(x, y);
+    const QPointF global = window->mapToGlobal(local.toPoint());
+    Wsi::handleMouseEvent<Wsi::SynchronousDelivery>(window, local, global, Qt::NoButton, Qt::NoButton,
+                                                    QEvent::MouseMove);
+    Wsi::handleMouseEvent<Wsi::SynchronousDelivery>(window, local, global, Qt::LeftButton, Qt::LeftButton,
+                                                    QEvent::MouseButtonPress);
+    Wsi::handleMouseEvent<Wsi::SynchronousDelivery>(window, local, global, Qt::NoButton, Qt::LeftButton,
+                                                    QEvent::MouseButtonRelease);
+}
+
+void close(QQuickWindow *window)
+{
+    QWindowSystemInterface::handleCloseEvent<QWindowSystemInterface::SynchronousDelivery>(window);
+}
+
+bool screenshot(QQuickWindow *window, const QString &file, QString *error)
+{
+    const QImage image = window->grabWindow();
+    if (image.isNull()) {
+        *error = QStringLiteral("could not grab the window");
+        return false;
+    }
+    const QFileInfo info(file);
+    if (!QDir().mkpath(info.absolutePath())) {
+        *error = QStringLiteral("cannot create the folder %1").arg(info.absolutePath());
+        return false;
+    }
+    QSaveFile out(info.absoluteFilePath());
+    if (!out.open(QIODevice::WriteOnly)) {
+        *error = out.errorString();
+        return false;
+    }
+    if (!image.save(&out, "PNG")) {
+        out.cancelWriting();
+        *error = QStringLiteral("could not encode the PNG");
+        return false;
+    }
+    if (!out.commit()) {
+        *error = out.errorString();
+        return false;
+    }
+    return true;
+}
+
+QVariant evaluate(QQuickWindow *window, const QString &expression, QString *error)
+{
+    QObject *root = rootOf(window);
+    QQmlContext *context = root ? QQmlEngine::contextForObject(root) : nullptr;
+    if (!context) {
+        *error = QStringLiteral("the window has no QML root item");
+        return QVariant();
+    }
+    QQmlExpression js(context, root, expression);
+    bool undefined = false;
+    const QVariant result = js.evaluate(&undefined);
+    if (js.hasError()) {
+        *error = js.error().description();
+        return QVariant();
+    }
+    return undefined ? QVariant() : result;
+}
+
+} // namespace WindowDriver

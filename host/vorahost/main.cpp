@@ -1,0 +1,71 @@
+#include "HostApplication.h"
+#include "HostOptions.h"
+
+#include <QGuiApplication>
+#include <QStringList>
+
+#include <cstdio>
+
+namespace {
+
+bool hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+            || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+QStringList rawArguments(int argc, char **argv)
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    return arguments;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // The command line is read before QGuiApplication exists: without a
+    // display the platform plug-in would abort with a message that does not
+    // say what to do.
+    HostOptions options;
+    QString error;
+    QString help;
+    if (!HostOptions::parse(rawArguments(argc, argv), &options, &error, &help)) {
+        std::fprintf(stderr, "vorahost: %s (see --help)\n", qUtf8Printable(error));
+        return 2;
+    }
+    if (!help.isEmpty()) {
+        std::fputs(qUtf8Printable(help), stdout);
+        return 0;
+    }
+
+    if (!hasDisplay()) {
+        if (!options.isScripted() && !options.benchStartup) {
+            std::fprintf(stderr,
+                         "vorahost: no display (neither DISPLAY nor WAYLAND_DISPLAY is set).\n"
+                         "  Run it under a virtual X server:  xvfb-run -a vorahost\n"
+                         "  or without windows on screen:      QT_QPA_PLATFORM=offscreen vorahost --script "
+                         "FILE\n");
+            return 1;
+        }
+        // Scripts need no screen: their windows are drawn offscreen.
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    if (qgetenv("QT_QPA_PLATFORM") == "offscreen" && qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
+        qputenv("QT_QUICK_BACKEND", "software");
+    if (qEnvironmentVariableIsEmpty("QT_MESSAGE_PATTERN"))
+        qSetMessagePattern(QStringLiteral(
+                "%{if-category}%{category}: %{endif}%{if-warning}warning: %{endif}%{message}"));
+
+    QGuiApplication app(argc, argv);
+    app.setApplicationName(QStringLiteral("vorahost"));
+    // A closed developer-mode or editor window must not end the host.
+    app.setQuitOnLastWindowClosed(false);
+
+    HostApplication host(options);
+    if (!host.start())
+        return 1;
+    return app.exec();
+}
