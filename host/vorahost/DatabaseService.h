@@ -1,10 +1,20 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QVariantMap>
+
+struct sqlite3;
 
 // The host's database service: answers the config editor's "dataBaseQuery"
 // messages on the configuration database.
+//
+// The page sends SQL text with its search word and edited value pasted in
+// unescaped, so the text is untrusted. Only two shapes are ever run: one
+// read-only SELECT over the configuration tables, or one UPDATE of the
+// "value" column that changes exactly one row, inside a transaction that is
+// rolled back otherwise. Anything else is refused with one line on
+// vora.host.db and an empty answer, and the file is left as it was.
 class DatabaseService
 {
 public:
@@ -15,6 +25,17 @@ public:
     // parameter map of its "dataBaseResponseCmd" reply.
     QVariantMap answer(const QVariantMap &query);
 
+    // The tables the page may read and update, in listing order.
+    static const QStringList &configurationTables();
+
+    // What "$table$" stands for: one table (dbName) or, for an empty name,
+    // every configuration table present in the file. Each row starts with its
+    // table's name, so both render as table#key#value#comment.
+    static QString tableSource(const QString &dbName, const QStringList &presentTables);
+
 private:
+    QString run(sqlite3 *db, const QString &sql, bool *ok);
+    QStringList presentTables(sqlite3 *db) const;
+
     QString m_databaseFile;
 };
