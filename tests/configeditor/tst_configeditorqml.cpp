@@ -1,0 +1,37 @@
+// Runs the Qt Quick Test cases in qml/ against the config editor's real QML,
+// compiled in from its resource bundle, with a recording "$app" and a
+// stand-in VoraDesign module on the engine.
+
+#include "AppStandIn.h"
+
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QtQuickTest>
+
+class Setup : public QObject
+{
+    Q_OBJECT
+
+public:
+    Setup()
+    {
+        Q_INIT_RESOURCE(ConfigEditor);
+    }
+
+public slots:
+    void qmlEngineAvailable(QQmlEngine *engine)
+    {
+        // Installed here, after the test logger has put its own handler in
+        // place, so both see every line.
+        AppStandIn::installLogRecorder();
+        engine->addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
+        engine->rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
+    }
+
+private:
+    AppStandIn m_app;
+};
+
+QUICK_TEST_MAIN_WITH_SETUP(configeditor_qml, Setup)
+
+#include "tst_configeditorqml.moc"
