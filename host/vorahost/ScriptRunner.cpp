@@ -8,9 +8,13 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 #include <QQuickWindow>
+#include <QSocketNotifier>
 #include <QTimer>
 
+#include <cerrno>
 #include <cstdio>
+
+#include <unistd.h>
 
 ScriptRunner::ScriptRunner(BusRouter *router, QObject *parent) : QObject(parent), m_router(router)
 { }
@@ -19,16 +23,34 @@ ScriptRunner::~ScriptRunner() = default;
 
 bool ScriptRunner::open(const QString &file, QString *error)
 {
-    bool ok;
     if (file == QLatin1String("-")) {
-        ok = m_file.open(stdin, QIODevice::ReadOnly);
-    } else {
-        m_file.setFileName(file);
-        ok = m_file.open(QIODevice::ReadOnly);
+        m_fromStdin = true;
+        m_stdinNotifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
+        connect(m_stdinNotifier, &QSocketNotifier::activated, this, &ScriptRunner::readStandardInput);
+        return true;
     }
-    if (!ok)
+    m_file.setFileName(file);
+    if (!m_file.open(QIODevice::ReadOnly)) {
         *error = QStringLiteral("cannot read script %1: %2").arg(file, m_file.errorString());
-    return ok;
+        return false;
+    }
+    return true;
+}
+
+void ScriptRunner::readStandardInput()
+{
+    char buffer[4096];
+    const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+    if (n > 0) {
+        m_pending.append(buffer, int(n));
+    } else if (n == 0 || (errno != EAGAIN && errno != EINTR)) {
+        m_stdinAtEnd = true;
+        m_stdinNotifier->setEnabled(false);
+    }
+    if (m_waitingForInput && (m_pending.contains('\n') || m_stdinAtEnd)) {
+        m_waitingForInput = false;
+        next();
+    }
 }
 
 void ScriptRunner::start()
@@ -43,7 +65,18 @@ void ScriptRunner::start()
 
 bool ScriptRunner::readLine(QString *line)
 {
-    const QByteArray bytes = m_file.readLine();
+    QByteArray bytes;
+    if (m_fromStdin) {
+        const int end = m_pending.indexOf('\n');
+        if (end >= 0) {
+            bytes = m_pending.left(end + 1);
+            m_pending.remove(0, end + 1);
+        } else if (m_stdinAtEnd) {
+            bytes.swap(m_pending);
+        }
+    } else {
+        bytes = m_file.readLine();
+    }
     if (bytes.isEmpty())
         return false;
     ++m_lineNumber;
@@ -74,6 +107,10 @@ void ScriptRunner::next()
             return;
         }
         QTimer::singleShot(waitMs, this, &ScriptRunner::next);
+        return;
+    }
+    if (m_fromStdin && !m_stdinAtEnd) {
+        m_waitingForInput = true;
         return;
     }
     qCDebug(lcHostScript, "script ended after line %d", m_lineNumber);

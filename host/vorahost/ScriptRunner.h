@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QFile>
 #include <QJsonObject>
 #include <QObject>
@@ -7,6 +8,7 @@
 #include <QStringList>
 
 class BusRouter;
+class QSocketNotifier;
 
 // Runs a script of JSON lines, one step per line, each on its own turn of
 // the event loop so that the plug-in's timers and the bus's queued answers
@@ -19,7 +21,8 @@ class BusRouter;
 //   {"screenshot": {"window": T, "file": PATH}}         PNG of the window
 // Blank lines and lines starting with "#" are skipped. A bad line stops the
 // script with exit code 2 and a message naming its number; the steps before
-// it stay done. Standard input ("-") is read a line at a time.
+// it stay done. Standard input ("-") is read as it arrives, without blocking
+// the event loop, so a driver can feed steps one by one and watch the results.
 class ScriptRunner : public QObject
 {
     Q_OBJECT
@@ -40,6 +43,7 @@ signals:
 private:
     void next();
     bool readLine(QString *line);
+    void readStandardInput();
     // Runs one step; returns the milliseconds to wait before the next one,
     // or -1 with error set.
     int runStep(const QJsonObject &step, QString *error);
@@ -48,4 +52,10 @@ private:
     BusRouter *m_router;
     QFile m_file;
     int m_lineNumber = 0;
+    // Standard input: bytes read but not yet taken as lines.
+    bool m_fromStdin = false;
+    bool m_stdinAtEnd = false;
+    bool m_waitingForInput = false;
+    QByteArray m_pending;
+    QSocketNotifier *m_stdinNotifier = nullptr;
 };

@@ -59,7 +59,10 @@ int main(int argc, char **argv)
         qSetMessagePattern(QStringLiteral(
                 "%{if-category}%{category}: %{endif}%{if-warning}warning: %{endif}%{message}"));
 
-    QGuiApplication app(argc, argv);
+    // Qt would read "--plugin FILE" as its own generic-plugin option: it only
+    // gets the program name, everything else has been read above.
+    int qtArgc = 1;
+    QGuiApplication app(qtArgc, argv);
     app.setApplicationName(QStringLiteral("vorahost"));
     // A closed developer-mode or editor window must not end the host.
     app.setQuitOnLastWindowClosed(false);

@@ -59,21 +59,25 @@ Rectangle {
             RowLayout {
                 spacing: 8
                 Button {
+                    id: developerModeOnButton
                     objectName: "developerModeOn"
                     text: "On"
                     onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": true })
                 }
                 Button {
+                    id: developerModeOffButton
                     objectName: "developerModeOff"
                     text: "Off"
                     onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": false })
                 }
                 Button {
+                    id: showDeveloperModeViewButton
                     objectName: "showDeveloperModeView"
                     text: "Show window"
                     onClicked: $host.send({ "module": "DeveloperMode", "cmd": "showDeveloperModeView" })
                 }
                 Button {
+                    id: queryDeveloperModeSettingButton
                     objectName: "queryDeveloperModeSetting"
                     text: "Query settings"
                     onClicked: $host.send({ "module": "DeveloperMode", "cmd": "queryDeveloperModeSetting" })
@@ -87,11 +91,13 @@ Rectangle {
             RowLayout {
                 spacing: 8
                 Button {
+                    id: openConfigEditorButton
                     objectName: "openConfigEditor"
                     text: "Open"
                     onClicked: $host.send({ "cmd": "showConfigEditor", "visible": true })
                 }
                 Button {
+                    id: closeConfigEditorButton
                     objectName: "closeConfigEditor"
                     text: "Close"
                     onClicked: $host.send({ "cmd": "showConfigEditor", "visible": false })
@@ -123,6 +129,8 @@ Rectangle {
                 delegate: Text {
                     width: logView.width
                     wrapMode: Text.WrapAnywhere
+                    maximumLineCount: 2
+                    elide: Text.ElideRight
                     font.family: "monospace"
                     font.pixelSize: 12
                     color: root.colourOf(model.from)
