@@ -36,6 +36,50 @@ bool isAllowedFunction(const char *name)
     return name && allowed.contains(QByteArray(name).toLower());
 }
 
+QString actionName(int action)
+{
+    switch (action) {
+    case SQLITE_INSERT:
+        return QStringLiteral("inserts");
+    case SQLITE_DELETE:
+        return QStringLiteral("deletes");
+    case SQLITE_PRAGMA:
+        return QStringLiteral("runs a pragma");
+    case SQLITE_ATTACH:
+    case SQLITE_DETACH:
+        return QStringLiteral("attaches a database");
+    case SQLITE_CREATE_TABLE:
+    case SQLITE_CREATE_INDEX:
+    case SQLITE_CREATE_TRIGGER:
+    case SQLITE_CREATE_VIEW:
+    case SQLITE_CREATE_TEMP_TABLE:
+    case SQLITE_CREATE_TEMP_INDEX:
+    case SQLITE_CREATE_TEMP_TRIGGER:
+    case SQLITE_CREATE_TEMP_VIEW:
+    case SQLITE_CREATE_VTABLE:
+        return QStringLiteral("creates");
+    case SQLITE_DROP_TABLE:
+    case SQLITE_DROP_INDEX:
+    case SQLITE_DROP_TRIGGER:
+    case SQLITE_DROP_VIEW:
+    case SQLITE_DROP_TEMP_TABLE:
+    case SQLITE_DROP_TEMP_INDEX:
+    case SQLITE_DROP_TEMP_TRIGGER:
+    case SQLITE_DROP_TEMP_VIEW:
+    case SQLITE_DROP_VTABLE:
+        return QStringLiteral("drops");
+    case SQLITE_ALTER_TABLE:
+        return QStringLiteral("alters a table");
+    case SQLITE_REINDEX:
+    case SQLITE_ANALYZE:
+        return QStringLiteral("maintains the file");
+    case SQLITE_RECURSIVE:
+        return QStringLiteral("recurses");
+    default:
+        return QStringLiteral("does action %1").arg(action);
+    }
+}
+
 int authorize(void *userData, int action, const char *arg3, const char *arg4, const char *database,
               const char *trigger)
 {
@@ -70,7 +114,7 @@ int authorize(void *userData, int action, const char *arg3, const char *arg4, co
         state->denied = QStringLiteral("controls a transaction");
         return SQLITE_DENY;
     default:
-        state->denied = QStringLiteral("is not a query or an update (action %1)").arg(action);
+        state->denied = QStringLiteral("%1, which is neither a query nor an update").arg(actionName(action));
         return SQLITE_DENY;
     }
 }
@@ -200,13 +244,13 @@ QVariantMap DatabaseService::answer(const QVariantMap &query)
     statement.replace(QStringLiteral("$table$"), tableSource(dbName, present));
 
     bool ok = false;
-    const QString rows = run(connection.handle(), statement, &ok);
+    const QString rows = run(connection.handle(), statement, sql, &ok);
     if (ok)
         response.insert(kResponse, rows);
     return response;
 }
 
-QString DatabaseService::run(sqlite3 *db, const QString &sql, bool *ok)
+QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pageSql, bool *ok)
 {
     *ok = false;
     Authorization auth;
@@ -214,7 +258,7 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, bool *ok)
         auth.tables.insert(table);
     sqlite3_set_authorizer(db, authorize, &auth);
     auto refuse = [&](const QString &why) {
-        qCWarning(lcHostDb).noquote() << "refused:" << why << "in:" << oneLine(sql);
+        qCWarning(lcHostDb).noquote() << "refused:" << why << "in:" << oneLine(pageSql);
         sqlite3_set_authorizer(db, nullptr, nullptr);
         return QString();
     };
@@ -294,7 +338,7 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, bool *ok)
         return refuse(QStringLiteral("cannot commit: ") + why);
     }
     sqlite3_set_authorizer(db, nullptr, nullptr);
-    qCInfo(lcHostDb).noquote() << "updated one row:" << oneLine(sql);
+    qCInfo(lcHostDb).noquote() << "updated one row:" << oneLine(pageSql);
     *ok = true;
     return QString();
 }

@@ -34,7 +34,9 @@ public:
     static QString tableSource(const QString &dbName, const QStringList &presentTables);
 
 private:
-    QString run(sqlite3 *db, const QString &sql, bool *ok);
+    // Runs sql (the page's text with "$table$" filled in); pageSql is what
+    // the page sent, for the log.
+    QString run(sqlite3 *db, const QString &sql, const QString &pageSql, bool *ok);
     QStringList presentTables(sqlite3 *db) const;
 
     QString m_databaseFile;

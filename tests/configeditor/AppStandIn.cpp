@@ -39,7 +39,8 @@ QVariant plain(const QVariant &value)
 
 } // namespace
 
-AppStandIn::AppStandIn(QObject *parent) : QObject(parent) {}
+AppStandIn::AppStandIn(QObject *parent) : QObject(parent)
+{ }
 
 AppStandIn::~AppStandIn() = default;
 
@@ -62,8 +63,8 @@ void AppStandIn::init(QObject *root)
     if (root) {
         const QMetaObject *meta = root->metaObject();
         const int signal = meta->indexOfSignal("publish(QString,QString,QString,QVariant,bool)");
-        const QMetaMethod slot =
-                metaObject()->method(metaObject()->indexOfSlot("onPagePublish(QString,QString,QString,QVariant,bool)"));
+        const QMetaMethod slot = metaObject()->method(
+                metaObject()->indexOfSlot("onPagePublish(QString,QString,QString,QVariant,bool)"));
         if (signal >= 0)
             connect(root, meta->method(signal), this, slot);
     }
@@ -88,8 +89,9 @@ void AppStandIn::deliver(const QVariantMap &param)
 {
     if (!m_root)
         return;
-    QMetaObject::invokeMethod(m_root, "onSubscribeData", Q_ARG(QVariant, QString()), Q_ARG(QVariant, QString()),
-                              Q_ARG(QVariant, QString()), Q_ARG(QVariant, QVariant(param)));
+    QMetaObject::invokeMethod(m_root, "onSubscribeData", Q_ARG(QVariant, QString()),
+                              Q_ARG(QVariant, QString()), Q_ARG(QVariant, QString()),
+                              Q_ARG(QVariant, QVariant(param)));
 }
 
 void AppStandIn::respond(const QString &text)

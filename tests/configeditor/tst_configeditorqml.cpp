@@ -13,10 +13,7 @@ class Setup : public QObject
     Q_OBJECT
 
 public:
-    Setup()
-    {
-        Q_INIT_RESOURCE(ConfigEditor);
-    }
+    Setup() { Q_INIT_RESOURCE(ConfigEditor); }
 
 public slots:
     void qmlEngineAvailable(QQmlEngine *engine)
