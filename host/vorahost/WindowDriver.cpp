@@ -4,6 +4,7 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QImage>
+#include <QPixmap>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQmlExpression>
@@ -11,6 +12,7 @@
 #include <QQuickView>
 #include <QQuickWindow>
 #include <QSaveFile>
+#include <QScreen>
 #include <qpa/qwindowsysteminterface.h>
 
 namespace WindowDriver {
@@ -58,7 +60,11 @@ void close(QQuickWindow *window)
 
 bool screenshot(QQuickWindow *window, const QString &file, QString *error)
 {
-    const QImage image = window->grabWindow();
+    QImage image = window->grabWindow();
+    // The software scene graph cannot grab on some platforms (offscreen); its
+    // frames are in the window's backing store, which the screen can read.
+    if (image.isNull() && window->screen())
+        image = window->screen()->grabWindow(window->winId()).toImage();
     if (image.isNull()) {
         *error = QStringLiteral("could not grab the window");
         return false;
