@@ -182,6 +182,7 @@ Rectangle {
                     Keys.onEnterPressed: valueCell.commit()
                 }
                 Button {
+                    id: commitButton
                     objectName: "commitButton"
                     width: 20
                     height: 14
@@ -258,6 +259,7 @@ Rectangle {
                     placeholderText: "Text Field"
                 }
                 Button {
+                    id: findButton
                     objectName: "findButton"
                     Layout.preferredWidth: 100
                     Layout.preferredHeight: 28
@@ -290,6 +292,7 @@ Rectangle {
                 // Lists every table whatever the combo box shows: selectAll()
                 // without a table. A later "refresh" goes back to the choice.
                 Button {
+                    id: showAllButton
                     objectName: "showAllButton"
                     text: "show all"
                     onClicked: {
@@ -299,6 +302,7 @@ Rectangle {
                     }
                 }
                 Button {
+                    id: refreshButton
                     objectName: "refreshButton"
                     text: "refresh"
                     onClicked: {
@@ -307,6 +311,7 @@ Rectangle {
                     }
                 }
                 Button {
+                    id: hideButton
                     objectName: "hideButton"
                     text: "hide"
                     onClicked: {
