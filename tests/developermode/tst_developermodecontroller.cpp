@@ -669,8 +669,16 @@ void tst_DeveloperModeController::leavingRestoresDatabase()
     QVERIFY(QFile::exists(snapshotFile()));
     controller.box().clearMessages();
 
+    QList<bool> snapshotAtMessage;
+    connect(&controller.box(), &CommonLib::VoraBox::messagePublished, this,
+            [&](const CommonLib::VoraBusMessage &) {
+                snapshotAtMessage.append(QFile::exists(snapshotFile()));
+            });
+
     // The page's exit button.
     QVERIFY(QMetaObject::invokeMethod(devMode, "quitDeveloperMode"));
+    // The snapshot goes only after the restored values are announced.
+    QCOMPARE(snapshotAtMessage, QList<bool>({true, false}));
 
     QCOMPARE(controller.publishedCommands(),
              QStringList({"developerModeSettingChanged", "developerModeEnabledChanged"}));
