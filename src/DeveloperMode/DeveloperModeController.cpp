@@ -66,12 +66,12 @@ QVariant asFlag(const QVariant &value)
     return QVariant(value.toBool() ? 1 : 0);
 }
 
-// "r,g,b" in decimal; a value that is no colour and does not convert to one
-// reads as the invalid colour, whose components are 0.
+// "r,g,b" in decimal, alpha dropped. The value holds a colour (from the
+// page), a colour name (from a snapshot) or anything else, which converts to
+// the invalid colour whose components read as 0.
 QVariant asColorText(const QVariant &value)
 {
-    const QColor color = value.userType() == QMetaType::QColor ? value.value<QColor>()
-                                                               : qvariant_cast<QColor>(value);
+    const QColor color = value.value<QColor>();
     return QVariant(QStringLiteral("%1,%2,%3").arg(color.red()).arg(color.green()).arg(color.blue()));
 }
 
