@@ -176,8 +176,6 @@ private slots:
     void damagedSnapshot();
     void snapshotCannotBeWritten_data();
     void snapshotCannotBeWritten();
-    void storedFlagSwitchesOnAtStart_data();
-    void storedFlagSwitchesOnAtStart();
     void windowOnHostOrOwnEngine_data();
     void windowOnHostOrOwnEngine();
 
@@ -850,70 +848,6 @@ void tst_DeveloperModeController::snapshotCannotBeWritten()
         QCOMPARE(QDir(snapshotDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
                  QStringList({"developer_mode_temp.json"}));
     }
-}
-
-void tst_DeveloperModeController::storedFlagSwitchesOnAtStart_data()
-{
-    QTest::addColumn<bool>("withSnapshot");
-    QTest::newRow("no snapshot: first entry") << false;
-    QTest::newRow("snapshot: resumed without the database") << true;
-}
-
-void tst_DeveloperModeController::storedFlagSwitchesOnAtStart()
-{
-    QFETCH(bool, withSnapshot);
-    QJsonObject last = craftedInit();
-    last.insert("enableReadCaliImage", true);
-    last.insert("pseudo_color_bound_2", "#00ff00");
-    const QByteArray snapshot = snapshotBytes(craftedInit(), last);
-    if (withSnapshot)
-        QVERIFY(writeFile(snapshotFile(), snapshot));
-
-    // The database disagrees with the snapshot everywhere it can.
-    VoraTest::TempDatabase db(schema() + insert("config", "developerModeEnabled", "'true'")
-                              + insert("calibration", "readPicMod", "'false'")
-                              + insert("scan", "IRSpeckle.pseudo_color_bound_2", "'0,0,1'")
-                              + insert("scan", "IRSpeckle.pseudo_color_section_1", "3")
-                              + insert("config", "watermarkEnabled", "'false'"));
-    QVERIFY2(db.isValid(), qPrintable(db.errorString()));
-    VoraTest::Controller controller;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
-
-    // Nobody asked: the stored flag switches it on.
-    QTRY_COMPARE(controller.publishedCommands(), QStringList({"developerModeEnabledChanged"}));
-    QCOMPARE(controller.published().at(0).value("enabled"), QVariant(true));
-    QTRY_VERIFY_WITH_TIMEOUT(indexOfAll(controller) >= 0, 5000);
-    QObject *devMode = controller.child(DevModeClass);
-    QVERIFY(devMode);
-
-    const QVariantMap settings = controller.published().at(indexOfAll(controller)).value("settings").toMap();
-    if (withSnapshot) {
-        QCOMPARE(controller.publishedCommands(),
-                 QStringList({"developerModeEnabledChanged", "developerModeSettingChanged"}));
-        // The file's forms, as the JSON library converts them: colours as
-        // names, numbers as the library reads them back.
-        QCOMPARE(settings, last.toVariantMap());
-        QCOMPARE(settings.value("pseudo_color_bound_2"), QVariant("#00ff00"));
-        QCOMPARE(readFile(snapshotFile()), snapshot);
-    } else {
-        QCOMPARE(controller.publishedCommands(),
-                 QStringList({"developerModeEnabledChanged", "developerModeQuerySetting",
-                              "developerModeSettingChanged"}));
-        QCOMPARE(settings.value("enableReadCaliImage"), QVariant(false));
-        QCOMPARE(settings.value("pseudo_color_bound_2"), QVariant(QColor(0, 0, 1)));
-        QCOMPARE(settings.value("pseudo_color_section_1"), QVariant(3));
-        QCOMPARE(settings.value("enableWatermark"), QVariant(false));
-        QCOMPARE(readSnapshot().value("last").toObject(), QJsonObject::fromVariantMap(settings));
-    }
-
-    controller.deliver({{"cmd", "enableDeveloperMode"}, {"enabled", false}});
-    QCOMPARE(db.value("config", "developerModeEnabled"),
-             qMakePair(QVariant("false"), QStringLiteral("text")));
-    // Restored from the initial map, whichever its source.
-    QCOMPARE(db.value("calibration", "readPicMod"), qMakePair(QVariant("false"), QStringLiteral("text")));
-    QCOMPARE(db.value("scan", "IRSpeckle.pseudo_color_bound_2"),
-             qMakePair(QVariant(withSnapshot ? "255,0,0" : "0,0,1"), QStringLiteral("text")));
-    QVERIFY(!QFile::exists(snapshotFile()));
 }
 
 namespace {
