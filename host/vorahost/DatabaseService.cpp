@@ -2,6 +2,7 @@
 
 #include "HostLogging.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QSet>
 
@@ -223,7 +224,8 @@ QVariantMap DatabaseService::answer(const QVariantMap &query)
     const QString sql = query.value(QStringLiteral("param")).toString();
     const QString dbName = query.value(QStringLiteral("dbName")).toString();
 
-    if (query.contains(QStringLiteral("dbName")) && !configurationTables().contains(dbName)) {
+    // An empty name means every table, as a missing one does.
+    if (!dbName.isEmpty() && !configurationTables().contains(dbName)) {
         qCWarning(lcHostDb).noquote() << "refused:" << QStringLiteral("\"%1\"").arg(oneLine(dbName))
                                       << "is not a configuration table";
         return response;
@@ -257,8 +259,30 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pag
     for (const QString &table : configurationTables())
         auth.tables.insert(table);
     sqlite3_set_authorizer(db, authorize, &auth);
+    QElapsedTimer clock;
+    clock.start();
+    struct Limit
+    {
+        QElapsedTimer *clock;
+        qint64 ms;
+    } limit{&clock, m_timeLimitMs};
+    // Only around the page's statement: our own COMMIT and ROLLBACK must
+    // never be interrupted.
+    auto limitOn = [&] {
+        clock.restart();
+        sqlite3_progress_handler(
+                db, 1000,
+                [](void *data) {
+                    const auto *l = static_cast<Limit *>(data);
+                    return l->clock->elapsed() > l->ms ? 1 : 0;
+                },
+                &limit);
+    };
+    auto limitOff = [&] { sqlite3_progress_handler(db, 0, nullptr, nullptr); };
+    auto tooLong = [&] { return clock.elapsed() > m_timeLimitMs; };
     auto refuse = [&](const QString &why) {
         qCWarning(lcHostDb).noquote() << "refused:" << why << "in:" << oneLine(pageSql);
+        limitOff();
         sqlite3_set_authorizer(db, nullptr, nullptr);
         return QString();
     };
@@ -294,6 +318,7 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pag
         const int columns = sqlite3_column_count(stmt.get());
         QStringList lines;
         int rc;
+        limitOn();
         while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) {
             QStringList fields;
             fields.reserve(columns);
@@ -304,8 +329,10 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pag
             }
             lines.append(fields.join(QLatin1Char('#')));
         }
+        limitOff();
         if (rc != SQLITE_DONE)
-            return refuse(QString::fromUtf8(sqlite3_errmsg(db)));
+            return refuse(tooLong() ? QStringLiteral("the query ran longer than %1 ms").arg(m_timeLimitMs)
+                                    : QString::fromUtf8(sqlite3_errmsg(db)));
         sqlite3_set_authorizer(db, nullptr, nullptr);
         qCDebug(lcHostDb).noquote() << "query:" << lines.size() << "rows";
         *ok = true;
@@ -321,7 +348,8 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pag
     int rc;
     while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) { }
     if (rc != SQLITE_DONE) {
-        const QString why = QString::fromUtf8(sqlite3_errmsg(db));
+        const QString why = tooLong() ? QStringLiteral("the update ran longer than %1 ms").arg(m_timeLimitMs)
+                                      : QString::fromUtf8(sqlite3_errmsg(db));
         sqlite3_reset(stmt.get());
         exec(db, &auth, "ROLLBACK");
         return refuse(why);

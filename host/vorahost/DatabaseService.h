@@ -25,6 +25,11 @@ public:
     // parameter map of its "dataBaseResponseCmd" reply.
     QVariantMap answer(const QVariantMap &query);
 
+    // A statement still running after this many milliseconds is stopped and
+    // refused: the page's search runs on the host's GUI thread.
+    void setTimeLimit(int milliseconds) { m_timeLimitMs = milliseconds; }
+    int timeLimit() const { return m_timeLimitMs; }
+
     // The tables the page may read and update, in listing order.
     static const QStringList &configurationTables();
 
@@ -40,4 +45,5 @@ private:
     QStringList presentTables(sqlite3 *db) const;
 
     QString m_databaseFile;
+    int m_timeLimitMs = 2000;
 };

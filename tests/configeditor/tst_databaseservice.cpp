@@ -166,6 +166,8 @@ private slots:
     void harmlessReadsOfHostileWords_data();
     void harmlessReadsOfHostileWords();
     void missingFileIsNotCreated();
+    void longQueryIsStopped();
+    void emptyTableNameMeansEveryTable();
 
 private:
     std::unique_ptr<VoraTest::TempDatabase> m_db;
@@ -405,6 +407,38 @@ void tst_DatabaseService::missingFileIsNotCreated()
     QCOMPARE(answer.value("dataBaseResponse").toString(), QString());
     QVERIFY(!QFile::exists(file));
     QCOMPARE(dbWarnings().size(), 1);
+}
+
+// A search word can join the tables with themselves into billions of rows;
+// the service stops it instead of freezing the host.
+void tst_DatabaseService::longQueryIsStopped()
+{
+    DatabaseService service(m_db->fileName());
+    service.setTimeLimit(50);
+    const QString keyword = QStringLiteral(
+            "' and (select count(*) from scan a, scan b, scan c, scan d, scan e, scan f, scan g, scan h, "
+            "scan i, scan j, scan k, scan l, scan m, scan n) > 0 --");
+    QElapsedTimer clock;
+    clock.start();
+    const QVariantMap answer = service.answer(query(kSearch.arg(keyword), QVariant("scan")));
+    QVERIFY2(clock.elapsed() < 5000, "the statement was not stopped");
+    QCOMPARE(answer.value("dataBaseResponse").toString(), QString());
+    const QStringList warnings = dbWarnings();
+    QCOMPARE(warnings.size(), 1);
+    QVERIFY2(warnings.first().contains("longer than 50 ms"), qPrintable(warnings.first()));
+    // An ordinary listing still runs within the limit.
+    QCOMPARE(service.answer(query("select * from $table$", QVariant("alg")))
+                     .value("dataBaseResponse")
+                     .toString(),
+             line(fixtureRows().at(9)));
+}
+
+void tst_DatabaseService::emptyTableNameMeansEveryTable()
+{
+    DatabaseService service(m_db->fileName());
+    QCOMPARE(service.answer(query("select * from $table$", QVariant(QString()))).value("dataBaseResponse"),
+             service.answer(query("select * from $table$")).value("dataBaseResponse"));
+    QCOMPARE(dbWarnings(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_DatabaseService)
