@@ -33,6 +33,10 @@ HostApplication::~HostApplication()
     m_plugin.unload();
     m_mainWindow.reset();
     m_console.reset();
+    // Items that the windows released with deleteLater go before their engine.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    // The application outlives the host: leave no pointer to a dead engine.
+    qApp->setProperty("__vora_MainQmlEngine__", QVariant());
 }
 
 bool HostApplication::start()
@@ -125,15 +129,22 @@ bool HostApplication::showMainWindow()
         return false;
     }
     // Closing the main window ends the host, as in the scanner software.
-    connect(m_mainWindow.get(), SIGNAL(closing(QQuickCloseEvent *)), this, SLOT(onMainWindowClosing()));
+    m_mainWindow->installEventFilter(this);
     m_mainWindow->show();
     return true;
 }
 
-void HostApplication::onMainWindowClosing()
+bool HostApplication::eventFilter(QObject *watched, QEvent *event)
 {
-    QMetaObject::invokeMethod(
-            this, [this] { quit(0); }, Qt::QueuedConnection);
+    if (watched == m_mainWindow.get() && event->type() == QEvent::Close) {
+        // The window is not closed here: the host shuts down in its own
+        // order, the plug-in and its windows first, then the main window.
+        event->ignore();
+        QMetaObject::invokeMethod(
+                this, [this] { quit(0); }, Qt::QueuedConnection);
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void HostApplication::quit(int code)

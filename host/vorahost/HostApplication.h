@@ -36,8 +36,8 @@ public:
     // Closes the plug-in and its windows, then leaves the event loop with code.
     void quit(int code);
 
-private slots:
-    void onMainWindowClosing();
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void setUpEngine();

@@ -67,8 +67,14 @@ int main(int argc, char **argv)
     // A closed developer-mode or editor window must not end the host.
     app.setQuitOnLastWindowClosed(false);
 
-    HostApplication host(options);
-    if (!host.start())
-        return 1;
-    return app.exec();
+    int code = 1;
+    {
+        HostApplication host(options);
+        if (host.start())
+            code = app.exec();
+    }
+    // Tearing the engine down releases items with deleteLater; the event
+    // loop is over, so they are deleted here, while the application exists.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return code;
 }

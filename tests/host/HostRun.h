@@ -134,6 +134,12 @@ public:
         // off stderr.
         env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_runtime.path());
         env.remove(QStringLiteral("QT_MESSAGE_PATTERN"));
+        // Qt Quick's software renderer, on the X server too: clicks, frame
+        // closes and grabs still go through the window system, and no GL
+        // driver is loaded (under the sanitizers, Mesa's driver leaks at exit
+        // and deadlocks ASan's slow unwinder).
+        if (!env.contains(QStringLiteral("QT_QUICK_BACKEND")))
+            env.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
         m_process.setProcessEnvironment(env);
         m_process.setWorkingDirectory(bundle.root());
     }

@@ -41,6 +41,7 @@ private slots:
     void clickOnMainWindowButton_data();
     void clickOnMainWindowButton();
     void configEditorGrabbedAndClosedByItsFrame();
+    void closingTheMainWindowEndsTheHost();
 };
 
 void tst_VoraHostWindows::clickOnMainWindowButton_data()
@@ -116,6 +117,22 @@ void tst_VoraHostWindows::configEditorGrabbedAndClosedByItsFrame()
     const QJsonArray expected = run.lines().at(size)["eval"].toArray();
     QCOMPARE(image.size(), QSize(expected[0].toInt(), expected[1].toInt()));
     QVERIFY(distinctColours(image) > 3);
+}
+
+void tst_VoraHostWindows::closingTheMainWindowEndsTheHost()
+{
+    Bundle bundle;
+    QVERIFY2(bundle.isValid(), qPrintable(bundle.errorString()));
+    Run run(bundle);
+    run.start();
+    run.send(R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})");
+    QVERIFY(run.waitForLine([](const QJsonObject &l) { return isCmd(l, "page", "query"); }) >= 0);
+    // Standard input stays open: the window's close alone ends the host,
+    // with the plug-in's window still open.
+    run.send(R"({"close": "vorahost"})");
+    QVERIFY(run.waitForExit(10000));
+    QCOMPARE(run.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHostWindows)
