@@ -5,6 +5,7 @@
 #include "HostConsole.h"
 #include "HostLogging.h"
 #include "ScriptRunner.h"
+#include "ShutdownSignals.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -62,6 +63,10 @@ bool HostApplication::start()
                     BusJson::print(BusJson::busLine(from, param));
                 });
     }
+
+    m_signals = std::make_unique<ShutdownSignals>();
+    connect(m_signals.get(), &ShutdownSignals::requested, this,
+            [this](int signalNumber) { quit(128 + signalNumber); });
 
     // The engine is in place before the plug-in exists: its windows look
     // for it when they are first shown.

@@ -17,6 +17,7 @@ class DatabaseService;
 class HostConsole;
 class QQuickView;
 class ScriptRunner;
+class ShutdownSignals;
 
 // The host application: its configuration database, its bus, its main QML
 // engine with "$app" and the VoraDesign module, the main window, the plug-in,
@@ -56,5 +57,6 @@ private:
     std::unique_ptr<QQuickView> m_mainWindow;
     PluginHost m_plugin;
     std::unique_ptr<ScriptRunner> m_script;
+    std::unique_ptr<ShutdownSignals> m_signals;
     bool m_quitting = false;
 };
