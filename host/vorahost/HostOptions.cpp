@@ -40,7 +40,9 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         return false;
     }
     if (parser.isSet(help)) {
-        *helpText = parser.helpText();
+        // QCommandLineParser::helpText() needs a QCoreApplication, which
+        // does not exist yet at this point.
+        *helpText = usage();
         return true;
     }
     options->databaseFile = parser.value(db);
@@ -59,4 +61,30 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         return false;
     }
     return true;
+}
+
+QString HostOptions::usage()
+{
+    return QStringLiteral(
+            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin]\n"
+            "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
+            "\n"
+            "  --db FILE        configuration database (default <exe dir>/../Resources/res/config.db;\n"
+            "                   made from the shipped sample when missing)\n"
+            "  --plugin FILE    plug-in to load (default <exe dir>/../plugins/libApplicationTools.so)\n"
+            "  --script FILE    run a script of JSON lines ('-' for standard input) and exit\n"
+            "  --trace          print the bus messages on standard output (interactive use)\n"
+            "  --no-plugin      run the host without a plug-in\n"
+            "  -h, --help       show this help\n"
+            "\n"
+            "Script steps, one JSON object per line (blank lines and lines starting with # skipped):\n"
+            "  {\"deliver\": {...}}                              a parameter map to the plug-in\n"
+            "  {\"wait\": N}                                     run the event loop N ms\n"
+            "  {\"eval\": {\"window\": T, \"js\": EXPR}}             prints {\"eval\": value}\n"
+            "  {\"click\": {\"window\": T, \"x\": X, \"y\": Y}}        left click\n"
+            "  {\"close\": T}                                    close as the window frame would\n"
+            "  {\"screenshot\": {\"window\": T, \"file\": PATH}}     save the window as PNG\n"
+            "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message\n"
+            "and {\"eval\": value} per eval. Exit 0 at the end, 2 for a bad line (named on stderr),\n"
+            "1 when the plug-in or the database cannot be used.\n");
 }

@@ -18,5 +18,8 @@ struct HostOptions
 
     // Parses arguments (argv including the program name). On a bad command
     // line returns false and sets error to one line; --help sets helpText.
+    // The --help text.
+    static QString usage();
+
     static bool parse(const QStringList &arguments, HostOptions *options, QString *error, QString *helpText);
 };

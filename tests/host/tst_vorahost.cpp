@@ -42,6 +42,8 @@ private slots:
     void badScriptLine();
     void pluginThatFailsToLoad_data();
     void pluginThatFailsToLoad();
+    void databaseOption_data();
+    void databaseOption();
     void noDisplayExplainsHowToRun();
 };
 
@@ -260,6 +262,54 @@ void tst_VoraHost::pluginThatFailsToLoad()
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().contains(file), qPrintable(lines.first()));
     QVERIFY2(lines.first().contains(reason), qPrintable(lines.first()));
+}
+
+void tst_VoraHost::databaseOption_data()
+{
+    QTest::addColumn<QString>("db");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("new file in a new folder")
+            << "elsewhere/deeper/my.db" << 0 << "created the configuration database";
+    QTest::newRow("a folder") << "Resources" << 1 << "is not a file";
+}
+
+void tst_VoraHost::databaseOption()
+{
+    QFETCH(QString, db);
+    QFETCH(int, exitCode);
+    QFETCH(QString, message);
+    Bundle bundle;
+    QVERIFY2(bundle.isValid(), qPrintable(bundle.errorString()));
+    const QString file = QDir(bundle.root()).absoluteFilePath(db);
+
+    Run run(bundle);
+    run.start({"--db", db, "--script", "-"});
+    run.send(kEnable);
+    QVERIFY(run.finish());
+    QCOMPARE(run.exitCode(), exitCode);
+    QStringList lines =
+            run.errorOutput().split('\n', Qt::SkipEmptyParts).filter(QRegularExpression("^vorahost: "));
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines.first().contains(file) && lines.first().contains(message), qPrintable(lines.first()));
+    // The bundle's own database is not touched by a run on another one.
+    QVERIFY(!QFile::exists(bundle.database()));
+    if (exitCode == 0) {
+        // The plug-in worked on the same file: the host's store of the
+        // developer mode landed there.
+        QCOMPARE(run.messages("plugin", "developerModeEnabledChanged").size(), 1);
+        sqlite3 *handle = nullptr;
+        QCOMPARE(sqlite3_open_v2(QFile::encodeName(file).constData(), &handle, SQLITE_OPEN_READONLY, nullptr),
+                 SQLITE_OK);
+        sqlite3_stmt *stmt = nullptr;
+        sqlite3_prepare_v2(handle, "SELECT value FROM config WHERE key = 'developerModeEnabled'", -1, &stmt,
+                           nullptr);
+        QCOMPARE(sqlite3_step(stmt), SQLITE_ROW);
+        QCOMPARE(QByteArray(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0))),
+                 QByteArray("true"));
+        sqlite3_finalize(stmt);
+        sqlite3_close(handle);
+    }
 }
 
 void tst_VoraHost::noDisplayExplainsHowToRun()
