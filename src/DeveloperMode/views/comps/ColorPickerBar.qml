@@ -1,2 +1,113 @@
+import QtQml 2.15
 import QtQuick 2.15
-Item {}
+import QtQuick.Controls 2.15
+import QtQuick.Dialogs 1.3
+import QtQuick.Layouts 1.15
+
+// One pseudo-colour section: its weight as a number field and its bound
+// colour as a swatch that opens a colour dialog.
+Control {
+    id: root
+
+    property alias title: titleText.text
+    property color color: "red"
+    property real weight: -999999
+
+    signal editColorFinished(color inputColor)
+    signal editWeightFinished(real inputWeight)
+    // Declared for an apply button that the page does not show.
+    signal apply
+
+    // Ten decimals hide the binary noise of sums such as 0.1 + 0.2; parsing
+    // the fixed form back drops the trailing zeros.
+    function showWeight() {
+        weightField.text = parseFloat(root.weight.toFixed(10)).toString();
+    }
+
+    background: null
+    onWeightChanged: root.showWeight()
+
+    contentItem: RowLayout {
+        Text {
+            id: titleText
+
+            color: "#FFFFFF"
+            Layout.alignment: Qt.AlignVCenter
+        }
+
+        Item {
+            implicitHeight: 1
+            Layout.fillWidth: true
+        }
+
+        RowLayout {
+            id: weightGroup
+
+            Text {
+                text: "权重:"
+                color: "#FFFFFF"
+                Layout.alignment: Qt.AlignVCenter
+            }
+
+            TextField {
+                id: weightField
+
+                property string pressedText
+
+                objectName: "weightField"
+                color: "#FFFFFF"
+                selectByMouse: true
+                // Digits and points only; two points get through, as before.
+                validator: RegularExpressionValidator {
+                    regularExpression: /[0-9.]{0,}/
+                }
+                Layout.preferredWidth: 80
+                background: Rectangle {
+                    color: "#50000000"
+                }
+                onPressed: pressedText = text
+                Keys.onReturnPressed: focus = false
+                Keys.onEnterPressed: focus = false
+                onEditingFinished: {
+                    focus = false;
+                    if (text.length === 0)
+                        text = pressedText;
+                    root.editWeightFinished(parseFloat(text));
+                }
+            }
+        }
+
+        RowLayout {
+            id: colorGroup
+
+            objectName: "colorGroup"
+
+            Rectangle {
+                id: swatch
+
+                objectName: "swatch"
+                implicitWidth: 20
+                implicitHeight: 20
+                color: root.color
+                Layout.alignment: Qt.AlignVCenter
+            }
+
+            Text {
+                objectName: "colorText"
+                text: swatch.color.toString()
+                Layout.alignment: Qt.AlignVCenter
+            }
+
+            TapHandler {
+                onTapped: colorDialog.open()
+            }
+        }
+    }
+
+    ColorDialog {
+        id: colorDialog
+
+        color: root.color
+        onAccepted: root.editColorFinished(colorDialog.currentColor)
+    }
+}
