@@ -11,15 +11,21 @@ import "./comps"
 Control {
     id: root
 
+    // The controller goes before its window, which is released a little
+    // later; until then the rows read an empty map.
+    function config() {
+        return $developerModeController ? $developerModeController.config : {};
+    }
+
     // A setting that the map does not hold leaves the row at its default
     // instead of assigning undefined to a typed property.
     function setting(key, fallback) {
-        const value = $developerModeController.config[key];
+        const value = root.config()[key];
         return value === undefined || value === null ? fallback : value;
     }
 
     function flag(key) {
-        return !!$developerModeController.config[key];
+        return !!root.config()[key];
     }
 
     leftPadding: 30

@@ -9,6 +9,12 @@ import "./comps"
 Control {
     id: root
 
+    // The controller goes before its window, which is released a little
+    // later; until then the row reads an empty map.
+    function config() {
+        return $developerModeController ? $developerModeController.config : {};
+    }
+
     leftPadding: 30
     rightPadding: 30
     topPadding: 15
@@ -24,7 +30,7 @@ Control {
             objectName: "enableWatermark"
             Layout.fillWidth: true
             title: "开发者模式禁止演示水印"
-            checked: !!$developerModeController.config["enableWatermark"]
+            checked: !!root.config()["enableWatermark"]
             onClicked: $developerModeController.updateValue("enableWatermark", !checked)
         }
     }
