@@ -1,0 +1,67 @@
+#pragma once
+
+// Timing of a window from the call that opens it to its first frame on
+// screen, shared by the developer-mode page benchmarks.
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QQuickView>
+#include <QTest>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace FirstFrame {
+
+inline double median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
+}
+
+// Milliseconds from calling open (which shows a window and returns it) to
+// that window's first swapped frame; -1 if none came within ten seconds.
+// frameSwapped comes from the render thread with the threaded render loop,
+// hence the atomic and the direct connection. The window cannot draw before
+// the event loop runs again, so connecting after open returns misses nothing.
+inline double measure(const std::function<QQuickView *()> &open)
+{
+    // Shared with the connection, which may still fire after this returns.
+    struct State
+    {
+        QElapsedTimer timer;
+        std::atomic<qint64> swapped{-1};
+    };
+    const auto state = std::make_shared<State>();
+    state->timer.start();
+    QQuickView *view = open();
+    if (!view)
+        return -1;
+    const QMetaObject::Connection connection = QObject::connect(
+            view, &QQuickWindow::frameSwapped, view,
+            [state] {
+                qint64 expected = -1;
+                state->swapped.compare_exchange_strong(expected, state->timer.nsecsElapsed());
+            },
+            Qt::DirectConnection);
+    const bool drawn = QTest::qWaitFor([&] { return state->swapped.load() >= 0; }, 10000);
+    QObject::disconnect(connection);
+    return drawn ? state->swapped.load() / 1e6 : -1;
+}
+
+// Closes a window as a user would and lets deferred deletions run.
+inline void close(QQuickView *view)
+{
+    if (view)
+        view->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
+} // namespace FirstFrame
