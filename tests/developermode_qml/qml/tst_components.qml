@@ -257,6 +257,27 @@ Item {
             compare(spy.signalArguments[0][0], 8);
         }
 
+        function test_colourDialog() {
+            const bar = createTemporaryObject(colorPickerComponent, root, {color: "#00ff00"});
+            const spy = createTemporaryObject(spyComponent, root, {target: bar, signalName: "editColorFinished"});
+            let dialog = null;
+            for (let i = 0; i < bar.data.length; ++i) {
+                if (bar.data[i].objectName === "colorDialog")
+                    dialog = bar.data[i];
+            }
+            verify(dialog);
+            compare(dialog.visible, false);
+            mouseClick(findChild(bar, "colorText"));
+            tryCompare(dialog, "visible", true);
+            root.sameColor(this, dialog.color, "#00ff00");
+            dialog.currentColor = "#123456";
+            dialog.accept();
+            compare(spy.count, 1);
+            root.sameColor(this, spy.signalArguments[0][0], "#123456");
+            // The swatch waits for the owner to set the colour.
+            root.sameColor(this, bar.color, "#00ff00");
+        }
+
         function test_swatchFollowsColor() {
             const bar = createTemporaryObject(colorPickerComponent, root, {color: Qt.rgba(0, 0, 1, 1)});
             root.sameColor(this, findChild(bar, "swatch").color, "#0000ff");

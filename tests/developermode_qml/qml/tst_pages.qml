@@ -267,6 +267,25 @@ Item {
             compare(field.text, String(typed));
         }
 
+        function test_sectionColour() {
+            const section = row("section_3");
+            toggleSection(row("enablePseudoColor"));
+            reveal(section);
+            let dialog = null;
+            for (let i = 0; i < section.data.length; ++i) {
+                if (section.data[i].objectName === "colorDialog")
+                    dialog = section.data[i];
+            }
+            verify(dialog);
+            mouseClick(findChild(section, "swatch"));
+            tryCompare(dialog, "visible", true);
+            dialog.currentColor = "#123456";
+            dialog.accept();
+            compare(callList(), ["pseudo_color_bound_3=#123456"]);
+            compare($developerModeController.typeNameOfCall(0), "QColor");
+            verify(Qt.colorEqual(findChild(section, "swatch").color, "#123456"));
+        }
+
         function test_emptiedWeightRestored() {
             const section = row("section_1");
             toggleSection(row("enablePseudoColor"));

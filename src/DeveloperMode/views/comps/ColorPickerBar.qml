@@ -107,6 +107,7 @@ Control {
     ColorDialog {
         id: colorDialog
 
+        objectName: "colorDialog"
         color: root.color
         onAccepted: root.editColorFinished(colorDialog.currentColor)
     }
