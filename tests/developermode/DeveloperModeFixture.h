@@ -4,6 +4,7 @@
 // dump of the database with the stored SQLite types, the snapshot file of the
 // running executable, and a collector of log lines with their context.
 
+#include "LogCollector.h"
 #include "PluginHarness.h"
 
 #include <QCoreApplication>
@@ -144,54 +145,7 @@ inline void removeSnapshotDir()
         QFile::remove(path);
 }
 
-struct LogLine
-{
-    QtMsgType type;
-    QString category;
-    QString file;
-    QString function;
-    QString text;
-};
-
-// Collects every log line while it lives and passes each on.
-class LogCollector
-{
-public:
-    LogCollector()
-    {
-        lines().clear();
-        previous() = qInstallMessageHandler(handler);
-    }
-    ~LogCollector() { qInstallMessageHandler(previous()); }
-
-    // The lines logged from the given source file.
-    QList<LogLine> from(const QString &file) const
-    {
-        QList<LogLine> result;
-        for (const LogLine &line : qAsConst(lines()))
-            if (line.file == file)
-                result.append(line);
-        return result;
-    }
-
-private:
-    static void handler(QtMsgType type, const QMessageLogContext &context, const QString &text)
-    {
-        lines().append({type, QString::fromLatin1(context.category), QString::fromLatin1(context.file),
-                        QString::fromLatin1(context.function), text});
-        if (previous())
-            previous()(type, context, text);
-    }
-    static QList<LogLine> &lines()
-    {
-        static QList<LogLine> l;
-        return l;
-    }
-    static QtMessageHandler &previous()
-    {
-        static QtMessageHandler h = nullptr;
-        return h;
-    }
-};
+using VoraTest::LogCollector;
+using VoraTest::LogLine;
 
 } // namespace DevModeTest

@@ -7,9 +7,6 @@
 
 #include <QColor>
 #include <QGuiApplication>
-#include <QQmlContext>
-#include <QQmlEngine>
-#include <QQuickView>
 #include <QSaveFile>
 #include <QtTest>
 
@@ -176,8 +173,6 @@ private slots:
     void damagedSnapshot();
     void snapshotCannotBeWritten_data();
     void snapshotCannotBeWritten();
-    void windowOnHostOrOwnEngine_data();
-    void windowOnHostOrOwnEngine();
 
 private:
     // One developer mode, entered once from a snapshot, shared by the rows of
@@ -848,87 +843,6 @@ void tst_DeveloperModeController::snapshotCannotBeWritten()
         QCOMPARE(QDir(snapshotDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
                  QStringList({"developer_mode_temp.json"}));
     }
-}
-
-namespace {
-
-QList<QQuickView *> developerModeWindows()
-{
-    QList<QQuickView *> result;
-    const auto windows = QGuiApplication::topLevelWindows();
-    for (QWindow *window : windows) {
-        auto *view = qobject_cast<QQuickView *>(window);
-        if (view && view->title() == QStringLiteral("开发者模式"))
-            result.append(view);
-    }
-    return result;
-}
-
-} // namespace
-
-void tst_DeveloperModeController::windowOnHostOrOwnEngine_data()
-{
-    QTest::addColumn<int>("property"); // 0: none, 1: the host's engine, 2: a QObject*, 3: another type
-    QTest::newRow("no engine property") << 0;
-    QTest::newRow("host engine") << 1;
-    QTest::newRow("host engine as QObject") << 2;
-    QTest::newRow("property of another type") << 3;
-}
-
-void tst_DeveloperModeController::windowOnHostOrOwnEngine()
-{
-    QFETCH(int, property);
-    QQmlEngine hostEngine;
-    const char *name = "__vora_MainQmlEngine__";
-    if (property == 1)
-        qApp->setProperty(name, QVariant::fromValue(&hostEngine));
-    else if (property == 2)
-        qApp->setProperty(name, QVariant::fromValue(static_cast<QObject *>(&hostEngine)));
-    else if (property == 3)
-        qApp->setProperty(name, QStringLiteral("engine"));
-    auto clearProperty = qScopeGuard([name] { qApp->setProperty(name, QVariant()); });
-
-    VoraTest::TempDatabase db(schema());
-    QVERIFY2(db.isValid(), qPrintable(db.errorString()));
-    auto owner = std::make_unique<VoraTest::Controller>();
-    VoraTest::Controller &controller = *owner;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
-    // The window needs no settings: no wait for the one-second start.
-    QVERIFY(QTest::qWaitFor(
-            [&] {
-                controller.deliver({{"cmd", "enableDeveloperMode"}, {"enabled", true}});
-                return controller.child(DevModeClass) != nullptr;
-            },
-            2000));
-    QObject *devMode = controller.child(DevModeClass);
-
-    controller.deliver(deliverParam("showDeveloperModeView", {}, "developermode"));
-    QCOMPARE(developerModeWindows().size(), 0);
-    controller.deliver(deliverParam("showDeveloperModeView"));
-    controller.deliver(deliverParam("showDeveloperModeView"));
-    QCOMPARE(developerModeWindows().size(), 1);
-    QPointer<QQuickView> view = developerModeWindows().at(0);
-    QVERIFY(view->isVisible());
-    QCOMPARE(view->engine() == &hostEngine, property == 1 || property == 2);
-    QCOMPARE(view->engine()->rootContext()->contextProperty("$developerModeController").value<QObject *>(),
-             devMode);
-    QCOMPARE(view->source(), QUrl("qrc:/DeveloperMode/views/DeveloperModeView.qml"));
-    QCOMPARE(view->resizeMode(), QQuickView::SizeRootObjectToView);
-
-    // Closed by the user: released later, and the next request makes a new one.
-    QVERIFY(view->close());
-    QVERIFY(view);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(!view);
-    controller.deliver(deliverParam("showDeveloperModeView"));
-    QCOMPARE(developerModeWindows().size(), 1);
-    view = developerModeWindows().at(0);
-
-    // The controller takes its window with it (released by the event loop).
-    owner.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(!view);
-    QCOMPARE(developerModeWindows().size(), 0);
 }
 
 QTEST_MAIN(tst_DeveloperModeController)

@@ -155,17 +155,27 @@ QQuickView *tst_DeveloperModeWindow::show()
 
 void tst_DeveloperModeWindow::oneWindowForTwoRequests_data()
 {
+    // How the host publishes its engine: not at all, as a QQmlEngine*, as a
+    // plain QObject*, or as something that is no engine.
+    QTest::addColumn<int>("published");
     QTest::addColumn<bool>("hostEngine");
-    QTest::newRow("private engine") << false;
-    QTest::newRow("host engine") << true;
+    QTest::newRow("private engine") << 0 << false;
+    QTest::newRow("host engine") << 1 << true;
+    QTest::newRow("host engine as QObject") << 2 << true;
+    QTest::newRow("property of another type") << 3 << false;
 }
 
 void tst_DeveloperModeWindow::oneWindowForTwoRequests()
 {
+    QFETCH(int, published);
     QFETCH(bool, hostEngine);
     QQmlEngine engine;
-    if (hostEngine)
+    if (published == 1)
         qApp->setProperty(EngineProperty, QVariant::fromValue(&engine));
+    else if (published == 2)
+        qApp->setProperty(EngineProperty, QVariant::fromValue(static_cast<QObject *>(&engine)));
+    else if (published == 3)
+        qApp->setProperty(EngineProperty, QStringLiteral("engine"));
 
     QObject *devMode = enter();
     QVERIFY(devMode);
@@ -178,9 +188,16 @@ void tst_DeveloperModeWindow::oneWindowForTwoRequests()
     QCOMPARE(view->rootObject()->property("title").toString(), WindowTitle);
     QQuickItem *page = view->rootObject();
 
-    // The second request changes nothing, even for a minimised window.
+    QCOMPARE(view->source(), QUrl(QStringLiteral("qrc:/DeveloperMode/views/DeveloperModeView.qml")));
+    QCOMPARE(view->resizeMode(), QQuickView::SizeRootObjectToView);
+
+    // The second request changes nothing, even for a minimised window; a
+    // request for another module (letter case counts) is not for us.
     view->showMinimized();
     m_controller->deliver(showParam());
+    QVariantMap otherModule = showParam();
+    otherModule.insert(QStringLiteral("module"), QStringLiteral("developermode"));
+    m_controller->deliver(otherModule);
     QCOMPARE(developerModeWindows(), QList<QQuickView *>{view});
     QCOMPARE(view->rootObject(), page);
     QCOMPARE(view->windowState(), Qt::WindowMinimized);

@@ -1,6 +1,7 @@
 // The controller the host creates: start-up, dispatch through its handler
 // table, hand-on to sub-controllers, and forwarding of their messages.
 
+#include "LogCollector.h"
 #include "PluginHarness.h"
 
 #include <QtTest>
@@ -13,44 +14,6 @@ QVariantMap msg(std::initializer_list<std::pair<const QString, QVariant>> entrie
 {
     return QVariantMap(entries);
 }
-
-struct LogLine
-{
-    QtMsgType type;
-    QString category;
-    QString file;
-    QString function;
-    QString text;
-};
-
-class LogCollector
-{
-public:
-    LogCollector()
-    {
-        s_lines.clear();
-        m_previous = qInstallMessageHandler(handler);
-    }
-    ~LogCollector() { qInstallMessageHandler(m_previous); }
-    QList<LogLine> lines(const QString &text) const
-    {
-        QList<LogLine> result;
-        for (const LogLine &line : qAsConst(s_lines))
-            if (line.text == text)
-                result.append(line);
-        return result;
-    }
-
-private:
-    static void handler(QtMsgType type, const QMessageLogContext &context, const QString &text)
-    {
-        s_lines.append({type, QString::fromLatin1(context.category), QString::fromLatin1(context.file),
-                        QString::fromLatin1(context.function), text});
-    }
-    static QList<LogLine> s_lines;
-    QtMessageHandler m_previous;
-};
-QList<LogLine> LogCollector::s_lines;
 
 } // namespace
 
@@ -279,14 +242,14 @@ void tst_ApplicationToolsController::configEditorCommand()
     QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
     QTest::qWait(30);
 
-    LogCollector log;
+    VoraTest::LogCollector log;
     controller.deliver(msg({{"cmd", "showConfigEditor"}, {"visible", true}}));
     QObject *editor = controller.child("ConfigEditorController");
     QVERIFY(editor);
     controller.deliver(msg({{"cmd", "showConfigEditor"}, {"visible", true}}));
     QCOMPARE(controller.child("ConfigEditorController"), editor);
 
-    const QList<LogLine> lines = log.lines(QStringLiteral("show config editor"));
+    const QList<VoraTest::LogLine> lines = log.withText(QStringLiteral("show config editor"));
     QCOMPARE(lines.size(), 1);
     QCOMPARE(lines.first().type, QtDebugMsg);
     QCOMPARE(lines.first().category, QStringLiteral("default"));
@@ -302,7 +265,7 @@ void tst_ApplicationToolsController::configEditorCommand()
     QVERIFY(!controller.child("ConfigEditorController"));
     controller.deliver(msg({{"cmd", "showConfigEditor"}, {"visible", false}}));
     QVERIFY(controller.published().isEmpty());
-    QCOMPARE(log.lines(QStringLiteral("show config editor")).size(), 1);
+    QCOMPARE(log.withText(QStringLiteral("show config editor")).size(), 1);
 }
 
 void tst_ApplicationToolsController::developerModeIsProcessWide()

@@ -1,6 +1,7 @@
 // VoraConfigSQLite against a real SQLite file: what the plug-in writes must
 // be what the host reads, with the storage class intact.
 
+#include "LogCollector.h"
 #include "PluginHarness.h"
 
 #include <VoraConfigSQLite.h>
@@ -43,29 +44,6 @@ public:
     QString prefix;
     QString file;
 };
-
-// Collects warnings of one category while it lives.
-class WarningCollector
-{
-public:
-    WarningCollector()
-    {
-        s_messages.clear();
-        m_previous = qInstallMessageHandler(handler);
-    }
-    ~WarningCollector() { qInstallMessageHandler(m_previous); }
-    QStringList messages() const { return s_messages; }
-
-private:
-    static void handler(QtMsgType type, const QMessageLogContext &context, const QString &message)
-    {
-        if (type == QtWarningMsg)
-            s_messages.append(QString::fromLatin1(context.category) + QLatin1String(": ") + message);
-    }
-    static QStringList s_messages;
-    QtMessageHandler m_previous;
-};
-QStringList WarningCollector::s_messages;
 
 const QString Schema = VoraTest::TempDatabase::tableSql(
         {QStringLiteral("scan"), QStringLiteral("config"), QStringLiteral("vora_ui")});
@@ -185,10 +163,10 @@ void tst_ConfigSQLite::missingKeyTableAndFile()
     QCOMPARE(db.getConfig(QStringLiteral("absent"), QVariant(), &scan), QVariant());
     QCOMPARE(db.getConfig(QStringLiteral("k"), QVariant(42), &missingTable), QVariant(42));
     {
-        WarningCollector warnings;
+        VoraTest::LogCollector warnings;
         QCOMPARE(db.setConfig(QStringLiteral("k"), 1, &missingTable), int(VoraConfigNoSuchTable));
-        QCOMPARE(warnings.messages().size(), 1);
-        QVERIFY(warnings.messages().first().startsWith(QLatin1String("vora.host.db: ")));
+        QCOMPARE(warnings.warnings().size(), 1);
+        QVERIFY(warnings.warnings().first().startsWith(QLatin1String("vora.host.db: ")));
     }
 
     // A missing file is not created; reads give defaults and writes are
@@ -197,13 +175,13 @@ void tst_ConfigSQLite::missingKeyTableAndFile()
     VoraConfigSQLite::setDatabaseFileOverride(missingFile);
     VoraConfigSQLite noFile;
     {
-        WarningCollector warnings;
+        VoraTest::LogCollector warnings;
         QCOMPARE(noFile.open(&scan), int(VoraConfigNotOpen));
         QCOMPARE(noFile.getConfig(QStringLiteral("k"), QVariant(QStringLiteral("d")), &scan),
                  QVariant(QStringLiteral("d")));
         QCOMPARE(noFile.setConfig(QStringLiteral("k"), 1, &scan), int(VoraConfigNotOpen));
-        QCOMPARE(warnings.messages().size(), 2);
-        QVERIFY(warnings.messages().at(0).contains(missingFile));
+        QCOMPARE(warnings.warnings().size(), 2);
+        QVERIFY(warnings.warnings().at(0).contains(missingFile));
     }
     QVERIFY(!QFile::exists(missingFile));
 }
@@ -230,11 +208,11 @@ void tst_ConfigSQLite::badTableName()
     TableStrategy bad(table, prefix);
     VoraConfigSQLite db;
     QCOMPARE(db.open(&bad), int(VoraConfigOk));
-    WarningCollector warnings;
+    VoraTest::LogCollector warnings;
     QCOMPARE(db.getConfig(QStringLiteral("a"), QVariant(5), &bad), QVariant(5));
     QCOMPARE(db.setConfig(QStringLiteral("a"), 2, &bad), int(VoraConfigBadTable));
-    QCOMPARE(warnings.messages().size(), 2);
-    QVERIFY(warnings.messages().at(1).contains(QLatin1String("refused table name")));
+    QCOMPARE(warnings.warnings().size(), 2);
+    QVERIFY(warnings.warnings().at(1).contains(QLatin1String("refused table name")));
     // Nothing of it reached SQL.
     QCOMPARE(database.value(QStringLiteral("config"), QStringLiteral("a")).first.toLongLong(), 1LL);
 }
@@ -276,7 +254,7 @@ void tst_ConfigSQLite::explicitStrategyWins()
     // Without any strategy nothing is read or written.
     VoraConfigSQLite bare;
     bare.open(&config);
-    WarningCollector warnings;
+    VoraTest::LogCollector warnings;
     QCOMPARE(bare.setConfig(QStringLiteral("k"), 1), int(VoraConfigNoStrategy));
     QCOMPARE(bare.getConfig(QStringLiteral("k"), QVariant(8)), QVariant(8));
 }
