@@ -30,6 +30,7 @@ public:
     ~LogCollector() { qInstallMessageHandler(previous()); }
 
     QList<LogLine> all() const { return lines(); }
+    void clear() { lines().clear(); }
 
     // The lines logged from the given source file.
     QList<LogLine> from(const QString &file) const

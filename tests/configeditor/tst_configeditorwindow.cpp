@@ -3,6 +3,7 @@
 // delivered the way the window system delivers it, and closed by its owner.
 
 #include "AppStandIn.h"
+#include "LogCollector.h"
 #include "PluginHarness.h"
 
 #include <QGuiApplication>
@@ -17,34 +18,6 @@
 namespace {
 
 const QString kTitle = QStringLiteral("配置工具");
-
-struct LogLine
-{
-    QString file;
-    QString text;
-};
-
-QList<LogLine> &logLines()
-{
-    static QList<LogLine> lines;
-    return lines;
-}
-
-QtMessageHandler previousHandler = nullptr;
-
-void recordMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    logLines().append({QString::fromUtf8(context.file), message});
-    previousHandler(type, context, message);
-}
-
-int countLog(const QString &text)
-{
-    int count = 0;
-    for (const LogLine &line : logLines())
-        count += line.text == text ? 1 : 0;
-    return count;
-}
 
 QQuickView *visibleEditorWindow()
 {
@@ -92,6 +65,7 @@ private:
     // start-up (10 ms after creation) and made the editor.
     QObject *openEditor(VoraTest::Controller &controller);
 
+    std::unique_ptr<VoraTest::LogCollector> m_log;
     std::unique_ptr<VoraTest::TempDatabase> m_db;
     std::unique_ptr<AppStandIn> m_app;
     std::unique_ptr<QQmlEngine> m_engine;
@@ -99,7 +73,7 @@ private:
 
 void tst_ConfigEditorWindow::initTestCase()
 {
-    previousHandler = qInstallMessageHandler(recordMessage);
+    m_log = std::make_unique<VoraTest::LogCollector>();
     m_db = std::make_unique<VoraTest::TempDatabase>(VoraTest::TempDatabase::tableSql({"config", "scan"}));
     QVERIFY2(m_db->isValid(), qPrintable(m_db->errorString()));
     m_app = std::make_unique<AppStandIn>();
@@ -112,7 +86,7 @@ void tst_ConfigEditorWindow::init()
 {
     qApp->setProperty("__vora_MainQmlEngine__", QVariant::fromValue<QQmlEngine *>(m_engine.get()));
     m_app->clear();
-    logLines().clear();
+    m_log->clear();
 }
 
 void tst_ConfigEditorWindow::cleanup()
@@ -227,7 +201,7 @@ void tst_ConfigEditorWindow::reopenAfterFrameClose()
     QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
     QVERIFY(openEditor(controller));
     controller.deliver(showEditor(true));
-    QCOMPARE(countLog(QStringLiteral("show config editor")), 1);
+    QCOMPARE(m_log->withText(QStringLiteral("show config editor")).size(), 1);
     QPointer<QQuickView> first = visibleEditorWindow();
     QVERIFY(first);
     QVERIFY(QTest::qWaitForWindowExposed(first));
@@ -238,7 +212,7 @@ void tst_ConfigEditorWindow::reopenAfterFrameClose()
     controller.deliver(showEditor(true));
     QPointer<QObject> second = controller.child("ConfigEditorController");
     QVERIFY(second);
-    QCOMPARE(countLog(QStringLiteral("show config editor")), 2);
+    QCOMPARE(m_log->withText(QStringLiteral("show config editor")).size(), 2);
     QQuickView *view = visibleEditorWindow();
     QVERIFY(view);
     QVERIFY(view != first.data());

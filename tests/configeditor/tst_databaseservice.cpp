@@ -3,9 +3,9 @@
 // send changes any other row, the types stored, or the tables.
 
 #include "DatabaseService.h"
+#include "LogCollector.h"
 #include "PluginHarness.h"
 
-#include <QMutex>
 #include <QtTest>
 
 #include <sqlite3.h>
@@ -104,31 +104,11 @@ QStringList dump(const QString &file)
     return result;
 }
 
-struct LogLine
-{
-    QString category;
-    QtMsgType type;
-    QString text;
-};
-
-QList<LogLine> &logLines()
-{
-    static QList<LogLine> lines;
-    return lines;
-}
-
-QtMessageHandler previousHandler = nullptr;
-
-void recordMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    logLines().append({QString::fromUtf8(context.category), type, message});
-    previousHandler(type, context, message);
-}
-
-QStringList dbWarnings()
+QStringList dbWarnings(const VoraTest::LogCollector &log)
 {
     QStringList result;
-    for (const LogLine &entry : logLines()) {
+    const QList<VoraTest::LogLine> lines = log.all();
+    for (const VoraTest::LogLine &entry : lines) {
         if (entry.category == QLatin1String("vora.host.db") && entry.type == QtWarningMsg)
             result.append(entry.text);
     }
@@ -170,12 +150,13 @@ private slots:
     void emptyTableNameMeansEveryTable();
 
 private:
+    std::unique_ptr<VoraTest::LogCollector> m_log;
     std::unique_ptr<VoraTest::TempDatabase> m_db;
 };
 
 void tst_DatabaseService::initTestCase()
 {
-    previousHandler = qInstallMessageHandler(recordMessage);
+    m_log = std::make_unique<VoraTest::LogCollector>();
     QLoggingCategory::setFilterRules(QStringLiteral("vora.host.db.debug=true"));
 }
 
@@ -184,7 +165,7 @@ void tst_DatabaseService::init()
     m_db = std::make_unique<VoraTest::TempDatabase>(fixtureSql());
     QVERIFY2(m_db->isValid(), qPrintable(m_db->errorString()));
     QCOMPARE(m_db->value("scan", "IRSpeckle.gain").second, QStringLiteral("real"));
-    logLines().clear();
+    m_log->clear();
 }
 
 void tst_DatabaseService::cleanup()
@@ -228,7 +209,7 @@ void tst_DatabaseService::listing()
     QCOMPARE(answer.value("cmd").toString(), QStringLiteral("dataBaseResponseCmd"));
     QCOMPARE(answer.value("dataBaseResponse").toString(), expected);
     QCOMPARE(dump(m_db->fileName()), before);
-    QCOMPARE(dbWarnings(), QStringList());
+    QCOMPARE(dbWarnings(*m_log), QStringList());
 }
 
 void tst_DatabaseService::updateOneRow_data()
@@ -287,7 +268,7 @@ void tst_DatabaseService::updateOneRow()
     QVERIFY(changed.first().startsWith(table + '|' + key + '|'));
     QCOMPARE(expected.size(), 1);
     QVERIFY(expected.first().startsWith(table + '|' + key + '|'));
-    QCOMPARE(dbWarnings(), QStringList());
+    QCOMPARE(dbWarnings(*m_log), QStringList());
 }
 
 void tst_DatabaseService::hostileInput_data()
@@ -356,7 +337,7 @@ void tst_DatabaseService::hostileInput()
     QCOMPARE(answer.value("dataBaseResponse").toString(), QString());
     QCOMPARE(dump(m_db->fileName()), before);
     // Refused in one line of the host's database log.
-    const QStringList warnings = dbWarnings();
+    const QStringList warnings = dbWarnings(*m_log);
     QCOMPARE(warnings.size(), 1);
     QVERIFY2(warnings.first().startsWith("refused"), qPrintable(warnings.first()));
     QVERIFY(!warnings.first().contains('\n'));
@@ -406,7 +387,7 @@ void tst_DatabaseService::missingFileIsNotCreated()
     const QVariantMap answer = service.answer(query("select * from $table$"));
     QCOMPARE(answer.value("dataBaseResponse").toString(), QString());
     QVERIFY(!QFile::exists(file));
-    QCOMPARE(dbWarnings().size(), 1);
+    QCOMPARE(dbWarnings(*m_log).size(), 1);
 }
 
 // A search word can join the tables with themselves into billions of rows;
@@ -423,7 +404,7 @@ void tst_DatabaseService::longQueryIsStopped()
     const QVariantMap answer = service.answer(query(kSearch.arg(keyword), QVariant("scan")));
     QVERIFY2(clock.elapsed() < 5000, "the statement was not stopped");
     QCOMPARE(answer.value("dataBaseResponse").toString(), QString());
-    const QStringList warnings = dbWarnings();
+    const QStringList warnings = dbWarnings(*m_log);
     QCOMPARE(warnings.size(), 1);
     QVERIFY2(warnings.first().contains("longer than 50 ms"), qPrintable(warnings.first()));
     // An ordinary listing still runs within the limit.
@@ -438,7 +419,7 @@ void tst_DatabaseService::emptyTableNameMeansEveryTable()
     DatabaseService service(m_db->fileName());
     QCOMPARE(service.answer(query("select * from $table$", QVariant(QString()))).value("dataBaseResponse"),
              service.answer(query("select * from $table$")).value("dataBaseResponse"));
-    QCOMPARE(dbWarnings(), QStringList());
+    QCOMPARE(dbWarnings(*m_log), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_DatabaseService)
