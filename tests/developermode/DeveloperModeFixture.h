@@ -2,7 +2,8 @@
 
 // What the developer-mode tests share: the four configuration tables, a full
 // dump of the database with the stored SQLite types, the snapshot file of the
-// running executable, and a collector of log lines with their context.
+// running executable, entering the developer mode through the real plug-in,
+// and a collector of log lines with their context.
 
 #include "LogCollector.h"
 #include "PluginHarness.h"
@@ -15,6 +16,7 @@
 #include <QMap>
 #include <QPair>
 #include <QString>
+#include <QTest>
 #include <QVariant>
 
 #include <sqlite3.h>
@@ -25,6 +27,46 @@ inline QString schema()
 {
     return VoraTest::TempDatabase::tableSql({QStringLiteral("config"), QStringLiteral("ui"),
                                              QStringLiteral("calibration"), QStringLiteral("scan")});
+}
+
+inline QString insert(const char *table, const QString &key, const QString &sqlValue)
+{
+    return QStringLiteral("INSERT INTO %1 (key, value) VALUES ('%2', %3);\n")
+            .arg(QLatin1String(table), key, sqlValue);
+}
+
+// INSERTs for "key=sql value" items; in table "scan" the keys are written
+// without their "IRSpeckle." prefix.
+inline QString rows(const char *table, const QStringList &items)
+{
+    QString sql;
+    const QString prefix = qstrcmp(table, "scan") == 0 ? QStringLiteral("IRSpeckle.") : QString();
+    for (const QString &item : items)
+        sql += insert(table, prefix + item.section('=', 0, 0), item.section('=', 1));
+    return sql;
+}
+
+// Switches the developer mode on as the host does once the controller has
+// registered its commands (10 ms after it was made), and waits for the full
+// settings announcement (a second later).
+inline QObject *enterDeveloperMode(VoraTest::Controller &controller)
+{
+    const auto devMode = [&] { return controller.child("DeveloperModeController"); };
+    const bool made = QTest::qWaitFor(
+            [&] {
+                if (!devMode())
+                    controller.deliver({{"cmd", "enableDeveloperMode"}, {"enabled", true}});
+                return devMode() != nullptr;
+            },
+            2000);
+    const auto announced = [&] {
+        for (const QVariantMap &param : controller.published()) {
+            if (param.value("changedKey") == QLatin1String("all"))
+                return true;
+        }
+        return false;
+    };
+    return made && QTest::qWaitFor(announced, 5000) ? devMode() : nullptr;
 }
 
 // A stored value and its SQLite type ("integer", "real", "text", "null").
@@ -41,39 +83,20 @@ inline Dump dump(const QString &file)
 {
     Dump result;
     sqlite3 *db = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr)
-        != SQLITE_OK) {
-        sqlite3_close(db);
-        return result;
-    }
+    sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr);
     sqlite3_busy_timeout(db, 10000);
     for (const char *table : {"config", "ui", "calibration", "scan"}) {
         const QByteArray sql = QByteArray("SELECT key, value, typeof(value) FROM ") + table;
         sqlite3_stmt *stmt = nullptr;
-        if (sqlite3_prepare_v2(db, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK) {
-            sqlite3_finalize(stmt);
-            continue;
-        }
-        while (sqlite3_step(stmt) == SQLITE_ROW) {
-            const QString key = QString::fromUtf8(
-                    reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)));
-            QVariant value;
-            switch (sqlite3_column_type(stmt, 1)) {
-            case SQLITE_INTEGER:
-                value = qlonglong(sqlite3_column_int64(stmt, 1));
-                break;
-            case SQLITE_FLOAT:
-                value = sqlite3_column_double(stmt, 1);
-                break;
-            case SQLITE_NULL:
-                break;
-            default:
-                value = QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 1)));
-            }
-            result.insert(
-                    QString::fromLatin1(table) + QLatin1Char('|') + key,
-                    Stored(value,
-                           QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 2)))));
+        const auto text = [&](int column) {
+            return QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, column)));
+        };
+        // Values as text with their type beside them, so that 1 and 1.0 differ.
+        if (sqlite3_prepare_v2(db, sql.constData(), -1, &stmt, nullptr) == SQLITE_OK) {
+            while (sqlite3_step(stmt) == SQLITE_ROW)
+                result.insert(
+                        QLatin1String(table) + QLatin1Char('|') + text(0),
+                        Stored(sqlite3_column_type(stmt, 1) == SQLITE_NULL ? QVariant() : text(1), text(2)));
         }
         sqlite3_finalize(stmt);
     }

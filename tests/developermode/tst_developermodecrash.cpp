@@ -1,56 +1,91 @@
-// A host killed inside the developer mode, for real: one process enters the
-// developer mode, changes settings and is killed with SIGKILL; the next
-// process comes back in the developer mode from the stored flag and the
-// snapshot alone, and leaving then puts the database back as it was before.
+// A host killed inside the developer mode, for real: vorahost enters the
+// developer mode, changes settings and is killed with SIGKILL; the next run
+// comes back in the developer mode from the stored flag and the snapshot
+// alone, and leaving then puts the database back as it was before.
 
 #include "DeveloperModeFixture.h"
 
 #include <QJsonArray>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QtTest>
+
+#include <algorithm>
+#include <functional>
 
 using namespace DevModeTest;
 
 namespace {
 
-QString insert(const char *table, const char *key, const char *sqlValue)
+// One run of vorahost with its script on standard input and its output read
+// as JSON lines; its logs go to the test's own.
+struct HostRun
 {
-    return QStringLiteral("INSERT INTO %1 (key, value) VALUES ('%2', %3);\n")
-            .arg(QLatin1String(table), QLatin1String(key), QLatin1String(sqlValue));
-}
+    QProcess process;
+    QList<QJsonObject> lines;
 
-// Reads JSON lines of the helper until one says {"state": state}; the lines
-// before it are appended to lines. False on a timeout or an early exit.
-bool readUntilState(QProcess &process, const QString &state, QList<QJsonObject> *lines, int timeoutMs = 15000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        while (process.canReadLine()) {
-            const QJsonObject line = QJsonDocument::fromJson(process.readLine()).object();
-            if (line.value("state").toString() == state)
+    HostRun(const QString &host, const QStringList &args)
+    {
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(host, args);
+    }
+    ~HostRun()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+    void send(const QByteArray &line) { process.write(line + '\n'); }
+
+    // Reads output until some line satisfies matches; false when the host
+    // ended or took too long.
+    bool waitFor(const std::function<bool(const QJsonObject &)> &matches)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        for (;;) {
+            while (process.canReadLine())
+                lines.append(QJsonDocument::fromJson(process.readLine()).object());
+            if (std::any_of(lines.cbegin(), lines.cend(), matches))
                 return true;
-            lines->append(line);
+            if (process.state() == QProcess::NotRunning || timer.elapsed() > 20000)
+                return false;
+            process.waitForReadyRead(100);
         }
-        if (process.state() == QProcess::NotRunning)
-            return false;
-        process.waitForReadyRead(100);
     }
-    return false;
-}
 
-QStringList busCommands(const QList<QJsonObject> &lines)
-{
-    QStringList result;
-    for (const QJsonObject &line : lines) {
-        const QJsonObject bus = line.value("bus").toObject();
-        QString cmd = bus.value("cmd").toString();
-        if (bus.contains("changedKey"))
-            cmd += QLatin1Char(':') + bus.value("changedKey").toString();
-        result.append(cmd);
+    // Shows the page and runs js in it; true once its result came back.
+    bool evalInPage(const QString &js)
+    {
+        send(R"({"deliver": {"module": "DeveloperMode", "cmd": "showDeveloperModeView"}})");
+        send(R"({"wait": 200})");
+        send(QJsonDocument(QJsonObject{{"eval",
+                                        QJsonObject{{"window", QStringLiteral("开发者模式")},
+                                                    {"js", js + QStringLiteral("; 'done'")}}}})
+                     .toJson(QJsonDocument::Compact));
+        return waitFor([](const QJsonObject &l) { return l.value("eval") == QJsonValue("done"); });
     }
-    return result;
-}
+
+    // The plug-in's messages in order, and the same as "cmd" or
+    // "cmd:changedKey".
+    QList<QJsonObject> plugin() const
+    {
+        QList<QJsonObject> result;
+        for (const QJsonObject &line : lines) {
+            if (line.value("from") == QJsonValue("plugin"))
+                result.append(line.value("param").toObject());
+        }
+        return result;
+    }
+    QStringList pluginCommands() const
+    {
+        QStringList result;
+        for (const QJsonObject &bus : plugin())
+            result.append(
+                    bus.value("cmd").toString()
+                    + (bus.contains("changedKey") ? ":" + bus.value("changedKey").toString() : QString()));
+        return result;
+    }
+};
 
 } // namespace
 
@@ -59,77 +94,63 @@ class tst_DeveloperModeCrash : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { removeSnapshotDir(); }
-    void cleanup() { removeSnapshotDir(); }
     void killedInsideDeveloperModeResumesAndRestores();
-
-private:
-    void startHelper(QProcess &process, const char *mode, const QString &db);
 };
-
-void tst_DeveloperModeCrash::startHelper(QProcess &process, const char *mode, const QString &db)
-{
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    if (!env.contains("QT_QPA_PLATFORM"))
-        env.insert("QT_QPA_PLATFORM", "offscreen");
-    process.setProcessEnvironment(env);
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(QCoreApplication::applicationDirPath() + QStringLiteral("/developermodeprocess"),
-                  {QString::fromLatin1(mode), db});
-}
 
 void tst_DeveloperModeCrash::killedInsideDeveloperModeResumesAndRestores()
 {
     // Stored in the forms that leaving writes back, so that the restored
     // database can be compared with this one row by row.
-    VoraTest::TempDatabase db(
-            schema() + insert("ui", "cameraVideo.E7.needRightCamera", "'true'")
-            + insert("calibration", "calibSavePic", "'false'") + insert("calibration", "readPicMod", "1")
-            + insert("scan", "IRSpeckle.If_Save_Pic", "1") + insert("scan", "IRSpeckle.If_Save_GrayPic", "0")
-            + insert("scan", "IRSpeckle.If_Save_ColorPic", "1") + insert("scan", "IRSpeckle.If_Read_Pic", "0")
-            + insert("scan", "IRSpeckle.pseudo_color_section_1", "5")
-            + insert("scan", "IRSpeckle.pseudo_color_section_2", "2.5")
-            + insert("scan", "IRSpeckle.pseudo_color_section_3", "'x'")
-            + insert("scan", "IRSpeckle.pseudo_color_section_4", "40")
-            + insert("scan", "IRSpeckle.pseudo_color_section_5", "50")
-            + insert("scan", "IRSpeckle.pseudo_color_section_6", "60")
-            + insert("scan", "IRSpeckle.pseudo_color_bound_1", "'255,0,0'")
-            + insert("scan", "IRSpeckle.pseudo_color_bound_2", "'0,255,0'")
-            + insert("scan", "IRSpeckle.pseudo_color_bound_3", "'0,0,255'")
-            + insert("scan", "IRSpeckle.pseudo_color_bound_4", "'1,2,3'")
-            + insert("scan", "IRSpeckle.pseudo_color_bound_5", "'4,5,6'")
-            + insert("scan", "IRSpeckle.pseudo_color_bound_6", "'7,8,9'")
-            + insert("config", "watermarkEnabled", "'true'") + insert("config", "other", "'kept'"));
+    QString seed = schema() + rows("ui", {"cameraVideo.E7.needRightCamera='true'"})
+            + rows("calibration", {"calibSavePic='false'", "readPicMod=1"})
+            + rows("scan", {"If_Save_Pic=1", "If_Save_GrayPic=0", "If_Save_ColorPic=1", "If_Read_Pic=0"})
+            + insert("scan", "rollbackFrame", "4")
+            + rows("config", {"watermarkEnabled='true'", "other='kept'"});
+    const char *sections[] = {"5", "2.5", "'x'", "40", "50", "60"};
+    const char *bounds[] = {"'255,0,0'", "'0,255,0'", "'0,0,255'", "'1,2,3'", "'4,5,6'", "'7,8,9'"};
+    for (int n = 1; n <= 6; ++n)
+        seed += rows("scan",
+                     {QStringLiteral("pseudo_color_section_%1=%2").arg(n).arg(sections[n - 1]),
+                      QStringLiteral("pseudo_color_bound_%1=%2").arg(n).arg(bounds[n - 1])});
+    VoraTest::TempDatabase db(seed);
     QVERIFY2(db.isValid(), qPrintable(db.errorString()));
     const Dump original = dump(db.fileName());
+    // The host's own copy in a private folder, so that "<exe dir>/../Resources"
+    // and with it the snapshot belong to this test alone.
+    QTemporaryDir root;
+    const QString host = root.filePath("bin/vorahost");
+    const QString snapshotFile = root.filePath("Resources/ScanSets/developer_mode_temp.json");
+    QVERIFY(QDir(root.path()).mkdir("bin") && QFile::copy(VORA_BUNDLE_DIR "/bin/vorahost", host));
+    for (const char *dir : {"lib", "plugins"})
+        QVERIFY(QFile::link(QStringLiteral(VORA_BUNDLE_DIR "/") + dir, root.filePath(dir)));
+    const QStringList args{"--db", db.fileName(), "--script", "-"};
 
-    // First run: in, change, killed.
-    QProcess first;
-    startHelper(first, "enter", db.fileName());
-    QVERIFY2(first.waitForStarted(), qPrintable(first.errorString()));
-    QList<QJsonObject> lines;
-    QVERIFY(readUntilState(first, "ready", &lines));
-    QCOMPARE(
-            busCommands(lines),
-            QStringList({"developerModeEnabledChanged", "developerModeQuerySetting",
-                         "developerModeSettingChanged:all", "developerModeSettingChanged:enableReadCaliImage",
-                         "developerModeSettingChanged:enableSaveScanImage",
-                         "developerModeSettingChanged:enableSaveScanImage_GrayPic",
-                         "developerModeSettingChanged:enableSecondCameraWindow",
-                         "developerModeSettingChanged:pseudo_color_bound_1",
-                         "developerModeSettingChanged:pseudo_color_section_2",
-                         "developerModeSettingChanged:enableWatermark",
-                         "developerModeSettingChanged:enablePseudoColor"}));
-    // What the host does on hearing that the developer mode is on.
-    QVERIFY(db.exec("INSERT INTO config (key, value) VALUES ('developerModeEnabled', 'true')"));
+    // First run: in, answered by the host, changed, killed.
+    HostRun first(host, args);
+    first.send(R"({"deliver": {"cmd": "enableDeveloperMode", "enabled": true}})");
+    QVERIFY(first.waitFor([](const QJsonObject &l) {
+        return l.value("param").toObject().value("cmd") == QJsonValue("developerModeQuerySettingResp");
+    }));
+    QVERIFY(first.evalInPage(
+            "[['enableReadCaliImage', false], ['enableSaveScanImage', false],"
+            " ['enableSaveScanImage_GrayPic', true], ['enableSecondCameraWindow', false],"
+            " ['pseudo_color_bound_1', Qt.rgba(10 / 255, 20 / 255, 30 / 255, 1)],"
+            " ['pseudo_color_section_2', 99], ['enableWatermark', false], ['enablePseudoColor', false]]"
+            ".forEach(function(c) { $developerModeController.updateValue(c[0], c[1]) })"));
+    QStringList changed{"developerModeEnabledChanged", "developerModeQuerySetting",
+                        "developerModeSettingChanged:all"};
+    for (const char *key : {"enableReadCaliImage", "enableSaveScanImage", "enableSaveScanImage_GrayPic",
+                            "enableSecondCameraWindow", "pseudo_color_bound_1", "pseudo_color_section_2",
+                            "enableWatermark", "enablePseudoColor"})
+        changed << QStringLiteral("developerModeSettingChanged:") + key;
+    QCOMPARE(first.pluginCommands(), changed);
+    QCOMPARE(db.value("config", "developerModeEnabled"), qMakePair(QVariant("true"), QStringLiteral("text")));
 
-    const QByteArray snapshotBeforeKill = readFile(snapshotFile());
-    first.kill();
-    QVERIFY(first.waitForFinished());
-    QCOMPARE(first.exitStatus(), QProcess::CrashExit);
-
-    const QByteArray snapshot = readFile(snapshotFile());
-    QCOMPARE(snapshot, snapshotBeforeKill);
+    const QByteArray snapshot = readFile(snapshotFile);
+    first.process.kill();
+    QVERIFY(first.process.waitForFinished());
+    QCOMPARE(first.process.exitStatus(), QProcess::CrashExit);
+    QCOMPARE(readFile(snapshotFile), snapshot);
     const QJsonObject init = QJsonDocument::fromJson(snapshot).object().value("init").toObject();
     const QJsonObject last = QJsonDocument::fromJson(snapshot).object().value("last").toObject();
     QCOMPARE(init.value("enableReadCaliImage"), QJsonValue(true));
@@ -150,29 +171,26 @@ void tst_DeveloperModeCrash::killedInsideDeveloperModeResumesAndRestores()
                     "UPDATE scan SET value = -1 WHERE key = 'IRSpeckle.pseudo_color_section_2';"
                     "UPDATE ui SET value = 'tampered' WHERE key = 'cameraVideo.E7.needRightCamera';"));
 
-    // Second run: back in the developer mode by itself.
-    QProcess second;
-    startHelper(second, "resume", db.fileName());
-    QVERIFY2(second.waitForStarted(), qPrintable(second.errorString()));
-    lines.clear();
-    QVERIFY(readUntilState(second, "resumed", &lines));
-    QCOMPARE(busCommands(lines),
-             QStringList({"developerModeEnabledChanged", "developerModeSettingChanged:all"}));
-    QCOMPARE(lines.at(0).value("bus").toObject().value("enabled"), QJsonValue(true));
-    QCOMPARE(lines.at(1).value("bus").toObject().value("settings").toObject(), last);
-    QCOMPARE(readFile(snapshotFile()), snapshot);
-
-    second.write("quit\n");
-    second.closeWriteChannel();
-    lines.clear();
-    QVERIFY(readUntilState(second, "left", &lines));
-    QVERIFY(second.waitForFinished());
-    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(second.exitCode(), 0);
-    QCOMPARE(busCommands(lines),
-             QStringList({"developerModeSettingChanged:all", "developerModeEnabledChanged"}));
-    QCOMPARE(lines.at(0).value("bus").toObject().value("settings").toObject(), init);
-    QCOMPARE(lines.at(1).value("bus").toObject().value("enabled"), QJsonValue(false));
+    // Second run: back in the developer mode by itself, then the exit button.
+    HostRun second(host, args);
+    QVERIFY(second.waitFor([](const QJsonObject &l) {
+        return l.value("param").toObject().value("changedKey") == QJsonValue("all");
+    }));
+    QCOMPARE(readFile(snapshotFile), snapshot);
+    QVERIFY(second.evalInPage("$developerModeController.quitDeveloperMode()"));
+    second.process.closeWriteChannel();
+    QVERIFY(second.process.waitForFinished(20000));
+    QCOMPARE(second.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.process.exitCode(), 0);
+    second.waitFor([](const QJsonObject &) { return false; }); // the rest of the output
+    QCOMPARE(second.pluginCommands(),
+             QStringList({"developerModeEnabledChanged", "developerModeSettingChanged:all",
+                          "developerModeSettingChanged:all", "developerModeEnabledChanged"}));
+    const QList<QJsonObject> bus = second.plugin();
+    QCOMPARE(bus.at(0).value("enabled"), QJsonValue(true));
+    QCOMPARE(bus.at(1).value("settings").toObject(), last);
+    QCOMPARE(bus.at(2).value("settings").toObject(), init);
+    QCOMPARE(bus.at(3).value("enabled"), QJsonValue(false));
 
     // Every value from before is back, in the forms leaving writes; the
     // watermark keeps the developer mode's choice.
@@ -182,7 +200,7 @@ void tst_DeveloperModeCrash::killedInsideDeveloperModeResumesAndRestores()
     expected.insert("config|developerModeEnabled", stored("false", "text"));
     const QString mismatch = diff(dump(db.fileName()), expected);
     QVERIFY2(mismatch.isEmpty(), qPrintable(mismatch));
-    QVERIFY(!QFile::exists(snapshotFile()));
+    QVERIFY(!QFile::exists(snapshotFile));
 }
 
 QTEST_GUILESS_MAIN(tst_DeveloperModeCrash)
