@@ -26,32 +26,23 @@ Item {
     }
 
     TestCase {
-        id: testCase
         name: "SqlModel"
 
         property var model
 
         function init() {
             var loader = createTemporaryObject(sqlModelComponent, root)
-            verify(loader, "loader")
             tryCompare(loader, "status", Loader.Ready)
             model = loader.item
             publishSpy.clear()
             $app.clearLogs()
         }
 
-        function lastParam() {
-            verify(publishSpy.count > 0, "nothing was published")
-            return publishSpy.signalArguments[publishSpy.count - 1][3]
-        }
-
         function test_statements_data() {
             var search = "select * from $table$  where key like '%%1%' or value like '%%1%' or comment like '%%1%'"
             return [
-                { tag: "select all", call: function(m) { m.selectAll("scan") },
-                  sql: "select * from $table$" },
-                { tag: "search", call: function(m) { m.findVague("scan", "IRSpeckle") },
-                  sql: search.arg("IRSpeckle") },
+                { tag: "select all", call: function(m) { m.selectAll("scan") }, sql: "select * from $table$" },
+                { tag: "search", call: function(m) { m.findVague("scan", "IRSpeckle") }, sql: search.arg("IRSpeckle") },
                 { tag: "empty keyword lists everything", call: function(m) { m.findVague("scan", "") },
                   sql: "select * from $table$" },
                 { tag: "keyword inserted unescaped", call: function(m) { m.findVague("", "it's 50%") },
@@ -73,13 +64,8 @@ Item {
             data.call(model)
             compare(publishSpy.count, 1)
             var args = publishSpy.signalArguments[0]
-            compare(args[0], "")
-            compare(args[1], "")
-            compare(args[2], "")
-            compare(args[4], false)
-            compare(args[3].cmd, "query")
-            compare(args[3].target, "dataBaseQuery")
-            compare(args[3].param, data.sql)
+            compare([args[0], args[1], args[2], args[4]], ["", "", "", false])
+            compare([args[3].cmd, args[3].target, args[3].param], ["query", "dataBaseQuery", data.sql])
             verify($app.logged("execQuery: " + data.sql), "execQuery log line")
         }
 
@@ -94,58 +80,49 @@ Item {
 
         function test_dbName(data) {
             model.selectAll(data.name)
-            var param = lastParam()
+            var param = publishSpy.signalArguments[0][3]
             compare(param.dbName, data.expected)
             compare(param.hasOwnProperty("dbName"), data.expected !== undefined)
             compare(Object.keys(param).length, data.expected !== undefined ? 4 : 3)
         }
 
+        // rows: what the listing holds afterwards (it starts with one old
+        // row); logged: lines the answer must log.
         function test_parse_data() {
+            var old = ["old", "old", "old", "old"]
             return [
-                { tag: "two rows and a trailing break",
-                  text: "scan#a#1#first\nalg#b#2.5#second\n",
-                  rows: [["scan", "a", "1", "first"], ["alg", "b", "2.5", "second"]], rejected: 1 },
-                { tag: "a # in a value drops the row",
-                  text: "scan#a#1#x\nscan#colour#255#0#0#y\nscan#c#3#z",
-                  rows: [["scan", "a", "1", "x"], ["scan", "c", "3", "z"]], rejected: 1 },
-                { tag: "three fields dropped",
-                  text: "scan#a#1\nscan#b#2#",
-                  rows: [["scan", "b", "2", ""]], rejected: 1 },
-                { tag: "chinese comment kept",
-                  text: "scan#gain#4#实时设置 增益",
-                  rows: [["scan", "gain", "4", "实时设置 增益"]], rejected: 0 }
+                { tag: "two rows and a trailing break", text: "scan#a#1#first\nalg#b#2.5#second\n",
+                  rows: [["scan", "a", "1", "first"], ["alg", "b", "2.5", "second"]], rejected: 1,
+                  logged: ["sign 0106 obj.length= 4", "sign why = [\"\"]"] },
+                { tag: "a # in a value drops the row", text: "scan#a#1#x\nscan#colour#255#0#0#y\nscan#c#3#z",
+                  rows: [["scan", "a", "1", "x"], ["scan", "c", "3", "z"]], rejected: 1,
+                  logged: ["sign why = " + JSON.stringify(["scan", "colour", "255", "0", "0", "y"])] },
+                { tag: "three fields dropped", text: "scan#a#1\nscan#b#2#", rows: [["scan", "b", "2", ""]], rejected: 1 },
+                { tag: "chinese comment kept", text: "scan#gain#4#实时设置 增益", rows: [["scan", "gain", "4", "实时设置 增益"]],
+                  rejected: 0 },
+                { tag: "nothing readable", text: "x#y", rows: [], rejected: 1, logged: ["sign why = [\"x\",\"y\"]"] },
+                { tag: "empty answer keeps the rows", text: "", rows: [old], rejected: 0, lines: 0,
+                  logged: ["sign xxxx success"] },
+                { tag: "no answer keeps the rows", text: undefined, rows: [old], rejected: 0, lines: 0 }
             ]
         }
 
         function test_parse(data) {
             model.sqlData.append({"table": "old", "key": "old", "value": "old", "comment": "old"})
             model.dbResponse({"cmd": "dataBaseResponseCmd", "dataBaseResponse": data.text})
-            compare(model.sqlData.count, data.rows.length)
-            for (var i = 0; i < data.rows.length; ++i) {
+            var rows = []
+            for (var i = 0; i < model.sqlData.count; ++i) {
                 var row = model.sqlData.get(i)
-                compare([row.table, row.key, row.value, row.comment], data.rows[i])
+                rows.push([row.table, row.key, row.value, row.comment])
             }
+            compare(rows, data.rows)
             var logs = $app.logs()
-            var rejected = logs.filter(function(l) { return l.indexOf("sign why =") === 0 })
-            compare(rejected.length, data.rejected)
-            var counted = logs.filter(function(l) { return l.indexOf("sign 0106 obj.length=") === 0 })
-            compare(counted.length, data.text.split("\n").length)
-        }
-
-        function test_emptyResponseKeepsRows() {
-            model.dbResponse({"cmd": "dataBaseResponseCmd", "dataBaseResponse": "scan#a#1#x\nscan#b#2#y"})
-            compare(model.sqlData.count, 2)
-            model.dbResponse({"cmd": "dataBaseResponseCmd", "dataBaseResponse": ""})
-            compare(model.sqlData.count, 2)
-            compare(model.sqlData.get(1).key, "b")
-            verify($app.logged("sign xxxx success"))
+            var count = function(prefix) { return logs.filter(function(l) { return l.indexOf(prefix) === 0 }).length }
+            compare(count("sign why ="), data.rejected)
+            compare(count("sign 0106 obj.length="), data.lines !== undefined ? data.lines : data.text.split("\n").length)
+            for (var k = 0; data.logged && k < data.logged.length; ++k)
+                verify($app.logged(data.logged[k]), data.logged[k] + " in " + logs.join("|"))
             compare(publishSpy.count, 0)
-        }
-
-        function test_rejectedRowLoggedAsJson() {
-            model.dbResponse({"cmd": "dataBaseResponseCmd", "dataBaseResponse": "x#y"})
-            compare(model.sqlData.count, 0)
-            verify($app.logged("sign why = " + JSON.stringify(["x", "y"])), $app.logs().join("|"))
         }
     }
 }

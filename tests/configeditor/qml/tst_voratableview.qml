@@ -19,7 +19,6 @@ Item {
     }
 
     TestCase {
-        id: testCase
         name: "VoraTableView"
         when: windowShown
 
@@ -27,35 +26,26 @@ Item {
             "select * from $table$  where key like '%%1%' or value like '%%1%' or comment like '%%1%'"
         property var page
 
-        function findChild(item, name) {
-            if (!item)
-                return null
-            if (item.objectName === name)
-                return item
-            var kids = item.children
-            for (var i = 0; i < kids.length; ++i) {
-                var found = findChild(kids[i], name)
-                if (found)
-                    return found
-            }
-            return null
-        }
-
-        function findAll(item, name, result) {
-            if (!item)
-                return result
-            if (item.objectName === name && item.visible)
+        // The items below item with that object name (the visible ones only
+        // if visibleOnly), in tree order.
+        function find(item, name, visibleOnly, result) {
+            result = result || []
+            if (item.objectName === name && (item.visible || !visibleOnly))
                 result.push(item)
-            var kids = item.children
-            for (var i = 0; i < kids.length; ++i)
-                findAll(kids[i], name, result)
+            for (var i = 0; i < item.children.length; ++i)
+                find(item.children[i], name, visibleOnly, result)
             return result
         }
 
         function child(name) {
-            var item = findChild(page, name)
+            var item = find(page, name, false)[0]
             verify(item, "no item " + name)
             return item
+        }
+
+        // The visible value cell that shows text.
+        function valueCell(text) {
+            return find(page, "valueEdit", true).filter(function(c) { return c.text === text })[0]
         }
 
         function lastParam() {
@@ -64,8 +54,11 @@ Item {
             return params[params.length - 1]
         }
 
-        function paramsWithCmd(cmd) {
-            return $app.params().filter(function(p) { return p.cmd === cmd })
+        function query(sql, dbName) {
+            var q = {"cmd": "query", "target": "dataBaseQuery", "param": sql}
+            if (dbName !== undefined)
+                q.dbName = dbName
+            return q
         }
 
         function typeText(text) {
@@ -77,24 +70,21 @@ Item {
             mouseClick(item, item.width / 2, item.height / 2)
         }
 
-        // The visible value cell that shows text.
-        function valueCell(text) {
-            var cells = findAll(page, "valueEdit", [])
-            for (var i = 0; i < cells.length; ++i) {
-                if (cells[i].text === text)
-                    return cells[i]
-            }
-            return null
+        // Clicks at the end of the cell's text and types there.
+        function typeInto(cell, text) {
+            mouseClick(cell, cell.width - 4, cell.height / 2)
+            tryCompare(cell, "activeFocus", true)
+            keyClick(Qt.Key_End)
+            typeText(text)
         }
 
-        function init() {
-            $app.clear()
-            var loader = createTemporaryObject(pageComponent, root)
-            verify(loader)
-            tryCompare(loader, "status", Loader.Ready)
-            page = loader.item
-            // The first listing goes out on the turn after completion.
-            tryCompare($app, "publishedCount", 1)
+        // Types text into the search field; with focusElsewhere, moves the
+        // focus on to the button row. Clears what was published and logged.
+        function search(text, focusElsewhere) {
+            clickItem(child("findText"))
+            typeText(text)
+            if (focusElsewhere)
+                child("refreshButton").forceActiveFocus()
             $app.clear()
             $app.clearLogs()
         }
@@ -110,7 +100,18 @@ Item {
 
         function showRows(text) {
             $app.respond(text)
-            tryVerify(function() { return findAll(page, "valueEdit", []).length > 0 })
+            tryVerify(function() { return find(page, "valueEdit", true).length > 0 })
+        }
+
+        function init() {
+            $app.clear()
+            var loader = createTemporaryObject(pageComponent, root)
+            tryCompare(loader, "status", Loader.Ready)
+            page = loader.item
+            // The first listing goes out on the turn after completion.
+            tryCompare($app, "publishedCount", 1)
+            $app.clear()
+            $app.clearLogs()
         }
 
         function test_startListsEveryTable() {
@@ -123,10 +124,9 @@ Item {
             tryCompare($app, "publishedCount", 1)
             var message = $app.published()[0]
             compare([message.topic, message.type, message.cmd, message.bSync], ["", "", "", false])
-            compare(message.param, {"cmd": "query", "target": "dataBaseQuery", "param": "select * from $table$"})
+            compare(message.param, query("select * from $table$"))
             compare(loader.item.objectName, "realTimeSetUp")
-            compare(loader.item.implicitWidth, 800)
-            compare(loader.item.implicitHeight, 516)
+            compare([loader.item.implicitWidth, loader.item.implicitHeight], [800, 516])
             compare(String(loader.item.color), "#999999")
         }
 
@@ -140,11 +140,8 @@ Item {
 
         function test_chooseTable(data) {
             chooseTable(data.index === 0 ? 3 : data.index)
-            if (data.index === 0)
-                chooseTable(0)
-            var param = lastParam()
-            compare(param.param, "select * from $table$")
-            compare(param.dbName, data.dbName)
+            chooseTable(data.index)
+            compare(lastParam(), query("select * from $table$", data.dbName))
             compare(page.curDataBaseName, data.dbName === undefined ? "" : data.dbName)
             verify($app.logged("radioButtonChecked: " + (data.dbName === undefined ? "all" : data.dbName)))
         }
@@ -159,60 +156,37 @@ Item {
 
         function test_findButton(data) {
             chooseTable(data.table)
-            clickItem(child("findText"))
-            typeText(data.typed)
-            $app.clear()
+            search(data.typed)
             clickItem(child("findButton"))
             verify($app.logged("sign 0112 find"))
-            if (data.sql === undefined) {
-                compare($app.publishedCount, 0)
-                verify(!$app.logged("sign 0106 find"))
-                return
-            }
-            compare($app.publishedCount, 1)
-            compare(lastParam().param, data.sql)
-            compare(lastParam().dbName, data.dbName)
+            compare($app.params(), data.sql === undefined ? [] : [query(data.sql, data.dbName)])
+            compare($app.logged("sign 0106 find"), data.sql !== undefined)
         }
 
         // The "Enter" shortcut passes the search text as the table and leaves
-        // the keyword undefined: a search for "undefined" in that table.
-        function test_enterShortcutSearchesTypedTable() {
-            chooseTable(2)
-            clickItem(child("findText"))
-            typeText("alg")
-            $app.clear()
-            keyClick(Qt.Key_Enter)
-            verify($app.logged("sign 0112 findcmd.focus= true"), $app.logs().join("|"))
-            verify($app.logged("sign 0112 onEnterOkPressed"))
-            compare($app.publishedCount, 1)
-            compare(lastParam().dbName, "alg")
-            compare(lastParam().param, searchSql.arg("undefined"))
+        // the keyword undefined: a search for "undefined" in that table. Only
+        // while the search field has the focus.
+        function test_enterShortcut_data() {
+            return [{ tag: "search field focused", focused: true }, { tag: "focus elsewhere", focused: false }]
         }
 
-        function test_enterShortcutWithoutSearchFocus() {
-            clickItem(child("findText"))
-            typeText("alg")
-            child("refreshButton").forceActiveFocus()
-            $app.clear()
-            $app.clearLogs()
+        function test_enterShortcut(data) {
+            chooseTable(2)
+            search("alg", !data.focused)
             keyClick(Qt.Key_Enter)
-            verify($app.logged("sign 0112 findcmd.focus= false"), $app.logs().join("|"))
-            verify(!$app.logged("sign 0112 onEnterOkPressed"))
+            verify($app.logged("sign 0112 findcmd.focus= " + data.focused), $app.logs().join("|"))
+            compare($app.logged("sign 0112 onEnterOkPressed"), data.focused)
+            if (data.focused)
+                compare($app.params(), [query(searchSql.arg("undefined"), "alg")])
         }
 
         function test_returnInButtonRowSearches() {
             chooseTable(2)
-            clickItem(child("findText"))
-            typeText(" IR ")
-            child("refreshButton").forceActiveFocus()
-            $app.clear()
-            $app.clearLogs()
+            search(" IR ", true)
             keyClick(Qt.Key_Return)
             verify($app.logged("sign 1 12 =========="))
             verify($app.logged("this is why luan le"))
-            compare($app.publishedCount, 1)
-            compare(lastParam().param, searchSql.arg("IR"))
-            compare(lastParam().dbName, "scan")
+            compare($app.params(), [query(searchSql.arg("IR"), "scan")])
             $app.clearLogs()
             keyClick(Qt.Key_A)
             verify($app.logged("sign 1 12 =========="))
@@ -222,18 +196,12 @@ Item {
 
         function test_showAllThenRefresh() {
             chooseTable(2)
-            clickItem(child("findText"))
-            typeText("gain")
-            $app.clear()
+            search("gain")
             clickItem(child("showAllButton"))
             compare(child("findText").text, "")
             compare(child("tableChoice").currentText, "scan")
-            compare($app.publishedCount, 1)
-            compare(lastParam(), {"cmd": "query", "target": "dataBaseQuery", "param": "select * from $table$"})
             clickItem(child("refreshButton"))
-            compare($app.publishedCount, 2)
-            compare(lastParam().dbName, "scan")
-            compare(lastParam().param, "select * from $table$")
+            compare($app.params(), [query("select * from $table$"), query("select * from $table$", "scan")])
             verify($app.logged("sign 0112 show all"))
             verify($app.logged("sign 0112 refresh"))
         }
@@ -253,15 +221,11 @@ Item {
             verify($app.logged(data.useKey ? "captureKeyEsc" : "hide"))
             compare($app.publishedCount, 0)
             page.visible = true
-            compare($app.publishedCount, 1)
-            compare(lastParam().dbName, "postprocess")
-            compare(lastParam().param, "select * from $table$")
+            compare($app.params(), [query("select * from $table$", "postprocess")])
         }
 
         function test_spaceAppendsBlankWhileVisible() {
-            clickItem(child("findText"))
-            typeText("ab")
-            child("refreshButton").forceActiveFocus()
+            search("ab", true)
             keyClick(Qt.Key_Space)
             compare(child("findText").text, "ab ")
             verify($app.logged("captureKeySpace"))
@@ -273,22 +237,22 @@ Item {
         function test_responseFillsTable() {
             showRows("scan#a#1#first\nscan#b#x#y#z\nalg#c#3#third\n")
             compare(page.sqlModelCore.sqlData.count, 2)
-            verify(valueCell("1"))
-            verify(valueCell("3"))
+            verify(valueCell("1") && valueCell("3"))
             // Any other message leaves the table alone.
-            $app.deliver({"cmd": "somethingElse", "dataBaseResponse": "scan#q#9#"})
-            compare(page.sqlModelCore.sqlData.count, 2)
-            verify($app.logged("sss: param " + JSON.stringify({"cmd": "somethingElse", "dataBaseResponse": "scan#q#9#"})))
+            var other = {"cmd": "somethingElse", "dataBaseResponse": "scan#q#9#"}
+            $app.deliver(other)
+            verify($app.logged("sss: param " + JSON.stringify(other)))
             $app.respond("")
             compare(page.sqlModelCore.sqlData.count, 2)
         }
 
         function test_commit_data() {
+            var update = "update 'scan' set value = '17' where key = 'a'"
             return [
-                { tag: "Return", how: "return", typed: "7", sql: "update 'scan' set value = '17' where key = 'a'" },
-                { tag: "Enter", how: "enter", typed: "7", sql: "update 'scan' set value = '17' where key = 'a'" },
-                { tag: "button", how: "button", typed: "7", sql: "update 'scan' set value = '17' where key = 'a'" },
-                { tag: "blanks trimmed", how: "return", typed: "7  ", sql: "update 'scan' set value = '17' where key = 'a'" },
+                { tag: "Return", how: "return", typed: "7", sql: update },
+                { tag: "Enter", how: "enter", typed: "7", sql: update },
+                { tag: "button", how: "button", typed: "7", sql: update },
+                { tag: "blanks trimmed", how: "return", typed: "7  ", sql: update },
                 { tag: "empty sends no update", how: "return", clear: true, typed: "", sql: undefined }
             ]
         }
@@ -297,14 +261,10 @@ Item {
             chooseTable(2)
             showRows("scan#a#1#plain\nscan#b#2#other")
             var cell = valueCell("1")
-            verify(cell)
-            mouseClick(cell, cell.width - 4, cell.height / 2)
-            tryCompare(cell, "activeFocus", true)
+            typeInto(cell, data.clear ? "" : data.typed)
             verify(cell.cursorVisible)
-            keyClick(Qt.Key_End)
             if (data.clear)
                 keyClick(Qt.Key_Backspace)
-            typeText(data.typed)
             compare(String(cell.color), data.clear ? "#000000" : "#ff0000")
             $app.clear()
             $app.clearLogs()
@@ -313,26 +273,19 @@ Item {
             else if (data.how === "enter")
                 keyClick(Qt.Key_Enter)
             else
-                clickItem(findChild(cell.parent, "commitButton"))
+                clickItem(find(cell.parent, "commitButton", false)[0])
             verify($app.logged("move enter"))
             compare(String(cell.color), "#000000")
             compare(cell.activeFocus, false)
-            var params = $app.params()
-            var expected = []
-            if (data.sql !== undefined)
-                expected.push({"cmd": "query", "target": "dataBaseQuery", "param": data.sql, "dbName": "scan"})
             // A plain row is listed again at once.
-            expected.push({"cmd": "query", "target": "dataBaseQuery", "param": "select * from $table$", "dbName": "scan"})
-            compare(params, expected)
+            var expected = data.sql === undefined ? [] : [query(data.sql, "scan")]
+            compare($app.params(), expected.concat([query("select * from $table$", "scan")]))
         }
 
         function test_sameTextStaysBlack() {
             showRows("scan#a#1#plain")
             var cell = valueCell("1")
-            mouseClick(cell, cell.width - 4, cell.height / 2)
-            tryCompare(cell, "activeFocus", true)
-            keyClick(Qt.Key_End)
-            typeText(" ")
+            typeInto(cell, " ")
             compare(String(cell.color), "#000000")
             keyClick(Qt.Key_Backspace)
             keyClick(Qt.Key_Backspace)
@@ -344,36 +297,23 @@ Item {
         // once, the real-time refresh once, half a second after the last.
         function test_realTimeBurst() {
             showRows("scan#rt1#5#实时设置 gain\nscan#rt2#6#实时设置 exposure\nscan#plain#7#x")
-            var timer = null
-            for (var i = 0; i < page.resources.length; ++i) {
-                if (page.resources[i].objectName === "realTimeTimer")
-                    timer = page.resources[i]
-            }
+            var timer = Array.prototype.filter.call(page.resources, function(r) { return r.objectName === "realTimeTimer" })[0]
             verify(timer, "real-time timer")
-            compare(timer.interval, 500)
-            compare(timer.repeat, false)
+            compare([timer.interval, timer.repeat], [500, false])
             $app.clear()
-            var first = valueCell("5")
-            mouseClick(first, first.width - 4, first.height / 2)
-            typeText("1")
+            typeInto(valueCell("5"), "1")
             keyClick(Qt.Key_Return)
-            var second = valueCell("6")
-            mouseClick(second, second.width - 4, second.height / 2)
-            typeText("2")
+            typeInto(valueCell("6"), "2")
             keyClick(Qt.Key_Return)
             verify($app.logged("sign 0112 find it"))
-            compare($app.params(), [
-                {"cmd": "query", "target": "dataBaseQuery", "param": "update 'scan' set value = '51' where key = 'rt1'"},
-                {"cmd": "query", "target": "dataBaseQuery", "param": "update 'scan' set value = '62' where key = 'rt2'"}
-            ])
+            var updates = [query("update 'scan' set value = '51' where key = 'rt1'"),
+                           query("update 'scan' set value = '62' where key = 'rt2'")]
+            compare($app.params(), updates)
             verify(timer.running)
-            tryVerify(function() { return paramsWithCmd("refreshRealTimeSetup").length > 0 }, 2000)
+            tryCompare($app, "publishedCount", 4, 2000)
             compare(timer.running, false)
-            var params = $app.params()
-            compare(params.length, 4)
-            compare(params[2], {"cmd": "query", "target": "dataBaseQuery", "param": "select * from $table$"})
-            compare(params[3], {"cmd": "refreshRealTimeSetup", "isLaserScan": false,
-                                "target": "VoraLaserRebuildProcessController"})
+            compare($app.params(), updates.concat([query("select * from $table$"),
+                {"cmd": "refreshRealTimeSetup", "isLaserScan": false, "target": "VoraLaserRebuildProcessController"}]))
             var message = $app.published()[3]
             compare([message.topic, message.type, message.cmd, message.bSync], ["", "", "", false])
             verify($app.logged("应用实时设置 this"))
