@@ -5,9 +5,10 @@
 #include <QVariantMap>
 
 // Takes the place of the developer-mode controller for the QML pages: the
-// same property and invokables, and a record of every call. Like the real
-// one, updateValue stores the value and emits configChanged before it
-// returns, unless a test turns storing off to see what the page does alone.
+// same property and invokables, and a record of every call with the type of
+// its value. Like the real one, updateValue stores the value and emits
+// configChanged before it returns, unless a test turns storing off to see
+// what the page does alone.
 class ControllerStandIn : public QObject
 {
     Q_OBJECT
@@ -28,9 +29,6 @@ public:
 
     // Test controls, not part of the controller's interface.
     Q_INVOKABLE void reset(const QVariantMap &config);
-    // The stored variant's type name, to see what the page really sent
-    // ("int", "double", "bool", "QColor").
-    Q_INVOKABLE QString typeNameOfCall(int index) const;
 
 signals:
     void configChanged();
@@ -39,7 +37,6 @@ signals:
 private:
     QVariantMap m_config;
     QVariantList m_calls;
-    QList<QVariant> m_rawValues;
     int m_quitCount = 0;
     bool m_storesValues = true;
 };

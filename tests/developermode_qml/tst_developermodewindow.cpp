@@ -3,7 +3,7 @@
 // page after a close, the host's engine or a private one, clicks on the page
 // reaching the database and the bus.
 
-#include "PluginHarness.h"
+#include "DeveloperModeFixture.h"
 
 #include <QGuiApplication>
 #include <QPointer>
@@ -12,42 +12,27 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
-#include <QScopeGuard>
 #include <QtTest>
 #include <qpa/qwindowsysteminterface.h>
 
 #include <memory>
 
+using namespace DevModeTest;
+
 namespace {
 
 const char EngineProperty[] = "__vora_MainQmlEngine__";
 const QString WindowTitle = QStringLiteral("开发者模式");
-
-QVariantMap showParam()
-{
-    return {{QStringLiteral("module"), QStringLiteral("DeveloperMode")},
-            {QStringLiteral("cmd"), QStringLiteral("showDeveloperModeView")}};
-}
+const QVariantMap ShowView{{"module", "DeveloperMode"}, {"cmd", "showDeveloperModeView"}};
 
 QList<QQuickView *> developerModeWindows()
 {
     QList<QQuickView *> result;
-    const auto windows = QGuiApplication::topLevelWindows();
-    for (QWindow *window : windows) {
-        auto *view = qobject_cast<QQuickView *>(window);
-        if (view && view->title() == WindowTitle)
-            result.append(view);
+    for (QWindow *window : QGuiApplication::topLevelWindows()) {
+        if (window->title() == WindowTitle && qobject_cast<QQuickView *>(window))
+            result.append(static_cast<QQuickView *>(window));
     }
     return result;
-}
-
-QString schema()
-{
-    return VoraTest::TempDatabase::tableSql({QStringLiteral("config"), QStringLiteral("ui"),
-                                             QStringLiteral("calibration"), QStringLiteral("scan")})
-            + QStringLiteral(
-                    "INSERT INTO ui (key, value) VALUES ('cameraVideo.E7.needRightCamera', 'false');\n"
-                    "INSERT INTO calibration (key, value) VALUES ('readPicMod', 1);\n");
 }
 
 // Closes the window as its frame's close button does.
@@ -56,13 +41,13 @@ void closeByFrame(QWindow *window)
     QWindowSystemInterface::handleCloseEvent<QWindowSystemInterface::SynchronousDelivery>(window);
 }
 
-QQuickItem *item(QQuickView *view, const char *objectName)
+QQuickItem *item(QQuickView *view, const char *objectName, QQuickItem *in = nullptr)
 {
-    return view && view->rootObject() ? view->rootObject()->findChild<QQuickItem *>(QLatin1String(objectName))
-                                      : nullptr;
+    in = in ? in : view->rootObject();
+    return in ? in->findChild<QQuickItem *>(QLatin1String(objectName)) : nullptr;
 }
 
-// A left click in the middle of item, delivered to its window.
+// A left click on target (in its middle by default), delivered to its window.
 void click(QQuickView *view, QQuickItem *target, QPointF at = QPointF(-1, -1))
 {
     if (at.x() < 0)
@@ -83,14 +68,17 @@ private slots:
     void oneWindowForTwoRequests_data();
     void oneWindowForTwoRequests();
     void closeThenShowGivesNewPage();
-    void switchClickWritesThrough();
-    void exitButtonLeavesDeveloperMode();
-    void foreignCloseEventPassedOn();
+    void clicksReachDatabaseAndBus();
 
 private:
-    // Enters the developer mode and waits until its settings are loaded.
-    QObject *enter();
-    QQuickView *show();
+    // Enters the developer mode and opens its one window.
+    QQuickView *show()
+    {
+        m_controller->deliver(ShowView);
+        const auto windows = developerModeWindows();
+        return windows.size() == 1 && QTest::qWaitForWindowExposed(windows.first()) ? windows.first()
+                                                                                    : nullptr;
+    }
 
     std::unique_ptr<VoraTest::TempDatabase> m_db;
     std::unique_ptr<VoraTest::Controller> m_controller;
@@ -98,8 +86,10 @@ private:
 
 void tst_DeveloperModeWindow::init()
 {
-    QDir(QCoreApplication::applicationDirPath() + QStringLiteral("/../Resources")).removeRecursively();
-    m_db = std::make_unique<VoraTest::TempDatabase>(schema());
+    removeSnapshotDir();
+    m_db = std::make_unique<VoraTest::TempDatabase>(schema()
+                                                    + rows("ui", {"cameraVideo.E7.needRightCamera='false'"})
+                                                    + rows("calibration", {"readPicMod=1"}));
     QVERIFY2(m_db->isValid(), qPrintable(m_db->errorString()));
     m_controller = std::make_unique<VoraTest::Controller>();
     QVERIFY2(m_controller->isValid(), qPrintable(m_controller->errorString()));
@@ -110,47 +100,7 @@ void tst_DeveloperModeWindow::cleanup()
     m_controller.reset();
     m_db.reset();
     qApp->setProperty(EngineProperty, QVariant());
-    QDir(QCoreApplication::applicationDirPath() + QStringLiteral("/../Resources")).removeRecursively();
-}
-
-QObject *tst_DeveloperModeWindow::enter()
-{
-    const QVariantMap enable{{QStringLiteral("cmd"), QStringLiteral("enableDeveloperMode")},
-                             {QStringLiteral("enabled"), true}};
-    // The controller registers its handlers 10 ms after it was made.
-    const bool made = QTest::qWaitFor(
-            [&] {
-                if (!m_controller->child("DeveloperModeController"))
-                    m_controller->deliver(enable);
-                return m_controller->child("DeveloperModeController") != nullptr;
-            },
-            2000);
-    if (!made)
-        return nullptr;
-    // Settings are loaded one second later and announced as a whole.
-    const bool loaded = QTest::qWaitFor(
-            [&] {
-                const auto published = m_controller->published();
-                for (const QVariantMap &param : published) {
-                    if (param.value(QStringLiteral("changedKey")) == QLatin1String("all"))
-                        return true;
-                }
-                return false;
-            },
-            5000);
-    return loaded ? m_controller->child("DeveloperModeController") : nullptr;
-}
-
-QQuickView *tst_DeveloperModeWindow::show()
-{
-    m_controller->deliver(showParam());
-    const auto windows = developerModeWindows();
-    if (windows.size() != 1)
-        return nullptr;
-    QQuickView *view = windows.first();
-    if (!QTest::qWaitForWindowExposed(view))
-        return nullptr;
-    return view;
+    removeSnapshotDir();
 }
 
 void tst_DeveloperModeWindow::oneWindowForTwoRequests_data()
@@ -177,7 +127,7 @@ void tst_DeveloperModeWindow::oneWindowForTwoRequests()
     else if (published == 3)
         qApp->setProperty(EngineProperty, QStringLiteral("engine"));
 
-    QObject *devMode = enter();
+    QObject *devMode = enterDeveloperMode(*m_controller);
     QVERIFY(devMode);
     QQuickView *view = show();
     QVERIFY(view);
@@ -194,9 +144,9 @@ void tst_DeveloperModeWindow::oneWindowForTwoRequests()
     // The second request changes nothing, even for a minimised window; a
     // request for another module (letter case counts) is not for us.
     view->showMinimized();
-    m_controller->deliver(showParam());
-    QVariantMap otherModule = showParam();
-    otherModule.insert(QStringLiteral("module"), QStringLiteral("developermode"));
+    m_controller->deliver(ShowView);
+    QVariantMap otherModule = ShowView;
+    otherModule.insert("module", "developermode");
     m_controller->deliver(otherModule);
     QCOMPARE(developerModeWindows(), QList<QQuickView *>{view});
     QCOMPARE(view->rootObject(), page);
@@ -230,25 +180,34 @@ void tst_DeveloperModeWindow::closeThenShowGivesNewPage()
 {
     QQmlEngine engine;
     qApp->setProperty(EngineProperty, QVariant::fromValue(&engine));
-    QObject *devMode = enter();
+    QObject *devMode = enterDeveloperMode(*m_controller);
     QVERIFY(devMode);
     QPointer<QQuickView> first = show();
     QVERIFY(first);
     QPointer<QQuickItem> firstPage = first->rootObject();
 
-    // The section's master is on (switched on if the database had it off),
-    // then the section is opened by a click beside its switch.
+    // Another window's close passes the controller's filter untouched.
+    QQuickView other;
+    other.installEventFilter(devMode);
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    QCloseEvent event;
+    event.ignore();
+    QCOMPARE(devMode->eventFilter(&other, &event), false);
+    QCOMPARE(event.isAccepted(), false);
+    closeByFrame(&other);
+    QVERIFY(!other.isVisible());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(first && first->isVisible());
+    QCOMPARE(developerModeWindows(), QList<QQuickView *>{first.data()});
+
+    // The section's master is on; the section is opened by a click beside
+    // its switch.
     QQuickItem *master = item(first, "enableSaveReadImage");
-    QVERIFY(master);
-    QQuickItem *masterHeader = master->findChild<QQuickItem *>(QStringLiteral("header"));
-    QVERIFY(masterHeader);
-    if (!master->property("checked").toBool())
-        click(first, masterHeader->findChild<QQuickItem *>(QStringLiteral("track")));
-    QTRY_VERIFY(master->property("checked").toBool());
-    click(first, masterHeader, QPointF(5, masterHeader->height() / 2));
-    QQuickItem *children = master->findChild<QQuickItem *>(QStringLiteral("childColumn"));
-    QVERIFY(children);
-    QTRY_VERIFY(children->isVisible());
+    QVERIFY(master && master->property("checked").toBool());
+    QQuickItem *header = item(first, "header", master);
+    click(first, header, QPointF(5, header->height() / 2));
+    QTRY_VERIFY(item(first, "childColumn", master)->isVisible());
 
     closeByFrame(first);
     QVERIFY(first); // still inside its close event's aftermath until the loop runs
@@ -259,92 +218,51 @@ void tst_DeveloperModeWindow::closeThenShowGivesNewPage()
 
     QQuickView *second = show();
     QVERIFY(second);
-    QVERIFY(second->rootObject());
     // The setting lives in the controller; the opened section lived in the
     // page and is gone with it.
-    QQuickItem *secondMaster = item(second, "enableSaveReadImage");
-    QVERIFY(secondMaster);
-    QVERIFY(secondMaster->property("checked").toBool());
-    QVERIFY(!secondMaster->findChild<QQuickItem *>(QStringLiteral("childColumn"))->isVisible());
+    master = item(second, "enableSaveReadImage");
+    QVERIFY(master && master->property("checked").toBool());
+    QVERIFY(!item(second, "childColumn", master)->isVisible());
 }
 
-void tst_DeveloperModeWindow::switchClickWritesThrough()
+void tst_DeveloperModeWindow::clicksReachDatabaseAndBus()
 {
-    QVERIFY(enter());
-    QQuickView *view = show();
+    QVERIFY(enterDeveloperMode(*m_controller));
+    QPointer<QQuickView> view = show();
     QVERIFY(view);
+    // A switch: written through and announced alone.
     QQuickItem *row = item(view, "enableSecondCameraWindow");
     QVERIFY(row);
     QVERIFY(!row->property("checked").toBool());
-    const int before = m_controller->published().size();
-
-    click(view, row->findChild<QQuickItem *>(QStringLiteral("track")));
-    QCOMPARE(m_db->value(QStringLiteral("ui"), QStringLiteral("cameraVideo.E7.needRightCamera")),
-             qMakePair(QVariant(QStringLiteral("true")), QStringLiteral("text")));
-    const auto published = m_controller->published().mid(before);
-    QCOMPARE(published.size(), 1);
-    QCOMPARE(published.at(0).value(QStringLiteral("cmd")).toString(),
-             QStringLiteral("developerModeSettingChanged"));
-    QCOMPARE(published.at(0).value(QStringLiteral("changedKey")).toString(),
-             QStringLiteral("enableSecondCameraWindow"));
+    int before = m_controller->published().size();
+    click(view, item(view, "track", row));
+    QCOMPARE(m_db->value("ui", "cameraVideo.E7.needRightCamera"),
+             qMakePair(QVariant("true"), QString("text")));
+    QCOMPARE(m_controller->published().mid(before),
+             QList<QVariantMap>({QVariantMap{
+                     {"cmd", "developerModeSettingChanged"},
+                     {"changedKey", "enableSecondCameraWindow"},
+                     {"settings", m_controller->child("DeveloperModeController")->property("config")}}}));
     QVERIFY(row->property("checked").toBool());
-}
 
-void tst_DeveloperModeWindow::exitButtonLeavesDeveloperMode()
-{
-    QVERIFY(enter());
-    QPointer<QQuickView> view = show();
-    QVERIFY(view);
+    // The exit button, shown on the second tab only.
     QQuickItem *button = item(view, "quitButton");
     QVERIFY(button);
     QVERIFY(!button->isVisible());
     click(view, item(view, "tab1"));
     QTRY_VERIFY(button->isVisible());
-    const int before = m_controller->published().size();
-
+    before = m_controller->published().size();
     click(view, button);
     const auto published = m_controller->published().mid(before);
     QCOMPARE(published.size(), 2);
-    QCOMPARE(published.at(0).value(QStringLiteral("changedKey")).toString(), QStringLiteral("all"));
-    QCOMPARE(published.at(1).value(QStringLiteral("cmd")).toString(),
-             QStringLiteral("developerModeEnabledChanged"));
-    QCOMPARE(published.at(1).value(QStringLiteral("enabled")), QVariant(false));
+    QCOMPARE(published.at(0).value("changedKey").toString(), QStringLiteral("all"));
+    QCOMPARE(published.at(1), QVariantMap({{"cmd", "developerModeEnabledChanged"}, {"enabled", false}}));
     // Restored as a boolean on leaving, where a change writes 0 or 1.
-    QCOMPARE(m_db->value(QStringLiteral("calibration"), QStringLiteral("readPicMod")),
-             qMakePair(QVariant(QStringLiteral("true")), QStringLiteral("text")));
-    QCOMPARE(m_db->value(QStringLiteral("config"), QStringLiteral("developerModeEnabled")),
-             qMakePair(QVariant(QStringLiteral("false")), QStringLiteral("text")));
-
+    QCOMPARE(m_db->value("calibration", "readPicMod"), qMakePair(QVariant("true"), QString("text")));
+    QCOMPARE(m_db->value("config", "developerModeEnabled"), qMakePair(QVariant("false"), QString("text")));
     // The window goes with the controller, once the event loop runs.
     QTRY_VERIFY(!view);
     QVERIFY(!m_controller->child("DeveloperModeController"));
-}
-
-void tst_DeveloperModeWindow::foreignCloseEventPassedOn()
-{
-    QObject *devMode = enter();
-    QVERIFY(devMode);
-    QPointer<QQuickView> view = show();
-    QVERIFY(view);
-
-    QQuickView other;
-    other.setTitle(QStringLiteral("other"));
-    other.installEventFilter(devMode);
-    other.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&other));
-
-    QCloseEvent event;
-    event.ignore();
-    QCOMPARE(devMode->eventFilter(&other, &event), false);
-    QCOMPARE(event.isAccepted(), false);
-
-    closeByFrame(&other);
-    QVERIFY(!other.isVisible());
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(view);
-    QVERIFY(view->isVisible());
-    QCOMPARE(developerModeWindows(), QList<QQuickView *>{view.data()});
-    other.removeEventFilter(devMode);
 }
 
 QTEST_MAIN(tst_DeveloperModeWindow)
