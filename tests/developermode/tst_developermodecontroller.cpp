@@ -65,25 +65,30 @@ QString settingsDiff(const QVariantMap &actual, const QVariantMap &expected)
     return out;
 }
 
-QVariantMap baseSettings()
-{
-    return {{"enableScanDistanceValue", false},
-            {"enableSaveReadImage", true},
-            {"enablePseudoColor", true},
-            {"rollbackFrame", QVariant()}};
-}
+// The seven switches that have a row in the database, in this order.
+const char *const SwitchKeys[] = {"enableSecondCameraWindow",    "enableSaveCaliImage",
+                                  "enableReadCaliImage",         "enableSaveScanImage",
+                                  "enableSaveScanImage_GrayPic", "enableSaveScanImage_ColorPic",
+                                  "enableReadScanImage"};
 
-// The keys that leaving reads from the initial map, each written back.
-QStringList restoredKeys()
+// The full settings map as entering from the database makes it: the seven
+// switches, six sections and six bounds as given, the watermark, and the
+// settings that have no row.
+QVariantMap settingsOf(const QList<bool> &switches, const QVariantList &sections, const QList<QColor> &bounds,
+                       bool watermark)
 {
-    QStringList keys{"enableSecondCameraWindow",    "enableSaveCaliImage",
-                     "enableReadCaliImage",         "enableSaveScanImage",
-                     "enableSaveScanImage_GrayPic", "enableSaveScanImage_ColorPic",
-                     "enableReadScanImage"};
-    for (int n = 1; n <= 6; ++n)
-        keys << QStringLiteral("pseudo_color_section_%1").arg(n)
-             << QStringLiteral("pseudo_color_bound_%1").arg(n);
-    return keys;
+    QVariantMap map{{"enableScanDistanceValue", false},
+                    {"enableSaveReadImage", true},
+                    {"enablePseudoColor", true},
+                    {"rollbackFrame", QVariant()},
+                    {"enableWatermark", watermark}};
+    for (int i = 0; i < 7; ++i)
+        map.insert(SwitchKeys[i], switches.at(i));
+    for (int n = 1; n <= 6; ++n) {
+        map.insert(QStringLiteral("pseudo_color_section_%1").arg(n), sections.at(n - 1));
+        map.insert(QStringLiteral("pseudo_color_bound_%1").arg(n), bounds.at(n - 1));
+    }
+    return map;
 }
 
 // A snapshot written as the plug-in would have written it in an earlier run.
@@ -174,27 +179,10 @@ void tst_DeveloperModeController::entryReadsDatabaseAndLeavingRestoresIt_data()
                     "pseudo_color_bound_3=''", "pseudo_color_bound_4='256,0,0'",
                     "pseudo_color_bound_5='-1,0,0'", "pseudo_color_bound_6='a,b,c'",
                     "pseudo_color_bound_7='1,2,3'"});
-    QVariantMap expected = baseSettings();
-    expected.insert({{"enableSecondCameraWindow", true},
-                     {"enableSaveCaliImage", false},
-                     {"enableReadCaliImage", true},
-                     {"enableSaveScanImage", true},
-                     {"enableSaveScanImage_GrayPic", false},
-                     {"enableSaveScanImage_ColorPic", false},
-                     {"enableReadScanImage", true},
-                     {"pseudo_color_section_1", 10},
-                     {"pseudo_color_section_2", 2.5},
-                     {"pseudo_color_section_3", QStringLiteral("abc")},
-                     {"pseudo_color_section_4", QVariant()},
-                     {"pseudo_color_section_5", -4},
-                     {"pseudo_color_section_6", QVariant()},
-                     {"pseudo_color_bound_1", QColor(255, 0, 0)},
-                     {"pseudo_color_bound_2", QColor(Qt::black)},
-                     {"pseudo_color_bound_3", QColor(Qt::black)},
-                     {"pseudo_color_bound_4", QColor()},
-                     {"pseudo_color_bound_5", QColor()},
-                     {"pseudo_color_bound_6", QColor(Qt::black)},
-                     {"enableWatermark", true}});
+    const QColor black(Qt::black);
+    QVariantMap expected = settingsOf({true, false, true, true, false, false, true},
+                                      {10, 2.5, "abc", QVariant(), -4, QVariant()},
+                                      {QColor(255, 0, 0), black, black, QColor(), QColor(), black}, true);
     Dump restored{{"config|developerModeEnabled", stored("false", "text")},
                   // A change writes 0/1, leaving writes a boolean.
                   {"calibration|readPicMod", stored("true", "text")},
@@ -218,28 +206,11 @@ void tst_DeveloperModeController::entryReadsDatabaseAndLeavingRestoresIt_data()
             + rows("config", {"watermarkEnabled='false'"})
             // The same keys in the wrong tables must not be read.
             + rows("config", {"readPicMod='true'"}) + rows("ui", {"IRSpeckle.If_Read_Pic=1"});
-    expected = baseSettings();
-    expected.insert({{"enableSecondCameraWindow", false},
-                     {"enableSaveCaliImage", true},
-                     {"enableReadCaliImage", false},
-                     // The text "true" is not an integer: read as 0.
-                     {"enableSaveScanImage", false},
-                     {"enableSaveScanImage_GrayPic", true},
-                     {"enableSaveScanImage_ColorPic", true},
-                     {"enableReadScanImage", false},
-                     {"pseudo_color_section_1", QVariant()},
-                     {"pseudo_color_section_2", QVariant()},
-                     {"pseudo_color_section_3", QVariant()},
-                     {"pseudo_color_section_4", QVariant()},
-                     {"pseudo_color_section_5", QVariant()},
-                     {"pseudo_color_section_6", 0.5},
-                     {"pseudo_color_bound_1", QColor(0, 0, 255)},
-                     {"pseudo_color_bound_2", QColor(Qt::black)},
-                     {"pseudo_color_bound_3", QColor(12, 34, 56)},
-                     {"pseudo_color_bound_4", QColor(Qt::black)},
-                     {"pseudo_color_bound_5", QColor(Qt::black)},
-                     {"pseudo_color_bound_6", QColor(255, 255, 255)},
-                     {"enableWatermark", false}});
+    // The text "true" in If_Save_Pic is not an integer: read as 0.
+    expected = settingsOf({false, true, false, false, true, true, false},
+                          {QVariant(), QVariant(), QVariant(), QVariant(), QVariant(), 0.5},
+                          {QColor(0, 0, 255), black, QColor(12, 34, 56), black, black, QColor(255, 255, 255)},
+                          false);
     restored = {{"config|developerModeEnabled", stored("false", "text")},
                 {"ui|cameraVideo.E7.needRightCamera", stored("false", "text")},
                 {"scan|IRSpeckle.If_Save_Pic", stored(0, "integer")},
@@ -342,49 +313,41 @@ void tst_DeveloperModeController::updateValueWritesThrough_data()
 {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QVariant>("value");
-    // "table|database key value type" of the row written; "-": a setting
-    // with no row; "unknown": a key the map does not hold.
+    // "table|database key value type" of the row written (scan keys without
+    // "IRSpeckle."); "-": a setting with no row; "unknown": a key the map
+    // does not hold.
     QTest::addColumn<QString>("written");
 
-    QTest::newRow("readPicMod on is integer 1")
-            << "enableReadCaliImage" << QVariant(true) << "calibration|readPicMod 1 integer";
-    QTest::newRow("readPicMod off is integer 0")
-            << "enableReadCaliImage" << QVariant(false) << "calibration|readPicMod 0 integer";
-    QTest::newRow("calibSavePic is boolean")
-            << "enableSaveCaliImage" << QVariant(true) << "calibration|calibSavePic true text";
-    QTest::newRow("second camera is boolean") << "enableSecondCameraWindow" << QVariant(false)
-                                              << "ui|cameraVideo.E7.needRightCamera false text";
-    QTest::newRow("save scan image from 2")
-            << "enableSaveScanImage" << QVariant(2) << "scan|IRSpeckle.If_Save_Pic 1 integer";
-    QTest::newRow("gray pic") << "enableSaveScanImage_GrayPic" << QVariant(true)
-                              << "scan|IRSpeckle.If_Save_GrayPic 1 integer";
-    QTest::newRow("color pic from text false") << "enableSaveScanImage_ColorPic" << QVariant("false")
-                                               << "scan|IRSpeckle.If_Save_ColorPic 0 integer";
-    QTest::newRow("read scan image") << "enableReadScanImage" << QVariant(true)
-                                     << "scan|IRSpeckle.If_Read_Pic 1 integer";
-    QTest::newRow("watermark is boolean")
-            << "enableWatermark" << QVariant(false) << "config|watermarkEnabled false text";
-    QTest::newRow("bound colour drops alpha") << "pseudo_color_bound_2" << QVariant(QColor(255, 128, 0, 10))
-                                              << "scan|IRSpeckle.pseudo_color_bound_2 255,128,0 text";
-    QTest::newRow("bound from colour name") << "pseudo_color_bound_3" << QVariant("#0000ff")
-                                            << "scan|IRSpeckle.pseudo_color_bound_3 0,0,255 text";
-    QTest::newRow("bound not a colour") << "pseudo_color_bound_4" << QVariant("no colour")
-                                        << "scan|IRSpeckle.pseudo_color_bound_4 0,0,0 text";
-    QTest::newRow("section integer as sent")
-            << "pseudo_color_section_4" << QVariant(37) << "scan|IRSpeckle.pseudo_color_section_4 37 integer";
-    QTest::newRow("section real as sent")
-            << "pseudo_color_section_5" << QVariant(2.5) << "scan|IRSpeckle.pseudo_color_section_5 2.5 real";
-    QTest::newRow("section text as sent")
-            << "pseudo_color_section_6" << QVariant("12") << "scan|IRSpeckle.pseudo_color_section_6 12 text";
-    QTest::newRow("bound and section is a section")
-            << "pseudo_color_bound_section_9" << QVariant(3)
-            << "scan|IRSpeckle.pseudo_color_bound_section_9 3 integer";
-    QTest::newRow("pseudo colour prefix only") << "pseudo_color_x" << QVariant(5) << "-";
-    QTest::newRow("rollback frame") << "rollbackFrame" << QVariant(5) << "-";
-    QTest::newRow("pseudo colour switch") << "enablePseudoColor" << QVariant(false) << "-";
-    QTest::newRow("scan distance") << "enableScanDistanceValue" << QVariant(true) << "-";
-    QTest::newRow("key differs in case") << "EnableWatermark" << QVariant(false) << "unknown";
-    QTest::newRow("empty key") << "" << QVariant(1) << "unknown";
+    const auto add = [](const char *tag, const char *key, const QVariant &value, const char *written) {
+        QTest::newRow(tag) << QString(key) << value << QString(written);
+    };
+    add("readPicMod on is integer 1", "enableReadCaliImage", true, "calibration|readPicMod 1 integer");
+    add("readPicMod off is integer 0", "enableReadCaliImage", false, "calibration|readPicMod 0 integer");
+    add("calibSavePic is boolean", "enableSaveCaliImage", true, "calibration|calibSavePic true text");
+    add("second camera is boolean", "enableSecondCameraWindow", false,
+        "ui|cameraVideo.E7.needRightCamera false text");
+    add("save scan image from 2", "enableSaveScanImage", 2, "scan|If_Save_Pic 1 integer");
+    add("gray pic", "enableSaveScanImage_GrayPic", true, "scan|If_Save_GrayPic 1 integer");
+    add("color pic from text false", "enableSaveScanImage_ColorPic", "false",
+        "scan|If_Save_ColorPic 0 integer");
+    add("read scan image", "enableReadScanImage", true, "scan|If_Read_Pic 1 integer");
+    add("watermark is boolean", "enableWatermark", false, "config|watermarkEnabled false text");
+    add("bound colour drops alpha", "pseudo_color_bound_2", QColor(255, 128, 0, 10),
+        "scan|pseudo_color_bound_2 255,128,0 text");
+    add("bound from colour name", "pseudo_color_bound_3", "#0000ff",
+        "scan|pseudo_color_bound_3 0,0,255 text");
+    add("bound not a colour", "pseudo_color_bound_4", "no colour", "scan|pseudo_color_bound_4 0,0,0 text");
+    add("section integer as sent", "pseudo_color_section_4", 37, "scan|pseudo_color_section_4 37 integer");
+    add("section real as sent", "pseudo_color_section_5", 2.5, "scan|pseudo_color_section_5 2.5 real");
+    add("section text as sent", "pseudo_color_section_6", "12", "scan|pseudo_color_section_6 12 text");
+    add("bound and section is a section", "pseudo_color_bound_section_9", 3,
+        "scan|pseudo_color_bound_section_9 3 integer");
+    add("pseudo colour prefix only", "pseudo_color_x", 5, "-");
+    add("rollback frame", "rollbackFrame", 5, "-");
+    add("pseudo colour switch", "enablePseudoColor", false, "-");
+    add("scan distance", "enableScanDistanceValue", true, "-");
+    add("key differs in case", "EnableWatermark", false, "unknown");
+    add("empty key", "", 1, "unknown");
 }
 
 void tst_DeveloperModeController::updateValueWritesThrough()
@@ -392,7 +355,7 @@ void tst_DeveloperModeController::updateValueWritesThrough()
     QFETCH(QString, key);
     QFETCH(QVariant, value);
     QFETCH(QString, written);
-    const QStringList row = written.split(' ');
+    const QStringList row = QString(written).replace("scan|", "scan|IRSpeckle.").split(' ');
 
     QJsonObject last = craftedInit();
     last.insert("pseudo_color_x", 1);
@@ -575,11 +538,12 @@ void tst_DeveloperModeController::damagedSnapshot()
     // Leaving finds nothing to restore: every key is read as invalid.
     QVERIFY(QMetaObject::invokeMethod(devMode, "quitDeveloperMode"));
     const QVariantMap restored = controller.published().at(1).value("settings").toMap();
-    QCOMPARE(restored.keys(), [] {
-        QStringList keys = restoredKeys();
-        keys.sort();
-        return keys;
-    }());
+    QStringList keys(std::begin(SwitchKeys), std::end(SwitchKeys));
+    for (int n = 1; n <= 6; ++n)
+        keys << QStringLiteral("pseudo_color_section_%1").arg(n)
+             << QStringLiteral("pseudo_color_bound_%1").arg(n);
+    keys.sort();
+    QCOMPARE(restored.keys(), keys);
     for (const QVariant &value : restored)
         QVERIFY(!value.isValid());
     // Each in the form of its kind: false as text or as 0, null, black.
