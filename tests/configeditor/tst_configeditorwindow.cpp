@@ -62,27 +62,24 @@ private slots:
 private:
     // Delivers "showConfigEditor" true until the controller has run its
     // start-up (10 ms after creation) and made the editor; its window, shown.
-    QPointer<QQuickView> open(VoraTest::Controller &controller);
+    QQuickView *open(VoraTest::Controller &controller, QPointer<QObject> *editor);
 
-    std::unique_ptr<VoraTest::TempDatabase> m_db;
-    std::unique_ptr<AppStandIn> m_app;
-    std::unique_ptr<QQmlEngine> m_engine;
+    VoraTest::TempDatabase m_db{VoraTest::TempDatabase::tableSql({"config", "scan"})};
+    AppStandIn m_app;
+    QQmlEngine m_engine;
 };
 
 void tst_ConfigEditorWindow::initTestCase()
 {
-    m_db = std::make_unique<VoraTest::TempDatabase>(VoraTest::TempDatabase::tableSql({"config", "scan"}));
-    QVERIFY(m_db->isValid());
-    m_app = std::make_unique<AppStandIn>();
-    m_engine = std::make_unique<QQmlEngine>();
-    m_engine->addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
-    m_engine->rootContext()->setContextProperty(QStringLiteral("$app"), m_app.get());
+    QVERIFY(m_db.isValid());
+    m_engine.addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
+    m_engine.rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
 }
 
 void tst_ConfigEditorWindow::init()
 {
-    qApp->setProperty("__vora_MainQmlEngine__", QVariant::fromValue<QQmlEngine *>(m_engine.get()));
-    m_app->clear();
+    qApp->setProperty("__vora_MainQmlEngine__", QVariant::fromValue<QQmlEngine *>(&m_engine));
+    m_app.clear();
 }
 
 void tst_ConfigEditorWindow::cleanup()
@@ -94,13 +91,9 @@ void tst_ConfigEditorWindow::cleanup()
 void tst_ConfigEditorWindow::cleanupTestCase()
 {
     qApp->setProperty("__vora_MainQmlEngine__", QVariant());
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    m_engine.reset();
-    m_app.reset();
-    m_db.reset();
 }
 
-QPointer<QQuickView> tst_ConfigEditorWindow::open(VoraTest::Controller &controller)
+QQuickView *tst_ConfigEditorWindow::open(VoraTest::Controller &controller, QPointer<QObject> *editor)
 {
     if (!controller.isValid())
         qWarning() << controller.errorString();
@@ -110,6 +103,7 @@ QPointer<QQuickView> tst_ConfigEditorWindow::open(VoraTest::Controller &controll
                 return controller.child("ConfigEditorController") != nullptr;
             },
             2000);
+    *editor = controller.child("ConfigEditorController");
     QQuickView *view = made ? editorWindow() : nullptr;
     if (view && !QTest::qWaitForWindowExposed(view))
         qWarning("the editor window was not exposed");
@@ -119,22 +113,22 @@ QPointer<QQuickView> tst_ConfigEditorWindow::open(VoraTest::Controller &controll
 void tst_ConfigEditorWindow::openCloseByFrameAndReopen()
 {
     VoraTest::Controller controller;
-    QPointer<QQuickView> view = open(controller);
-    QPointer<QObject> editor = controller.child("ConfigEditorController");
+    QPointer<QObject> editor;
+    QPointer<QQuickView> view = open(controller, &editor);
     // Shown by the construction alone, on the host's engine.
     QVERIFY(view && editor);
-    QCOMPARE(view->engine(), m_engine.get());
+    QCOMPARE(view->engine(), &m_engine);
     QCOMPARE(view->resizeMode(), QQuickView::SizeRootObjectToView);
     QCOMPARE(view->source(), QUrl("qrc:/ConfigEditor/views/VoraTableView.qml"));
     QVERIFY2(view->errors().isEmpty(), qPrintable(view->errors().value(0).toString()));
     QVERIFY(view->rootObject());
     QCOMPARE(view->rootObject()->objectName(), QStringLiteral("realTimeSetUp"));
-    QCOMPARE(m_app->root(), view->rootObject());
-    QCOMPARE(m_engine->rootContext()->contextProperty("$configEditorController").value<QObject *>(),
+    QCOMPARE(m_app.root(), view->rootObject());
+    QCOMPARE(m_engine.rootContext()->contextProperty("$configEditorController").value<QObject *>(),
              editor.data());
     // The page lists every table through "$app", not through the plug-in.
-    QTRY_COMPARE(m_app->publishedCount(), 1);
-    QCOMPARE(m_app->params().first().toMap().value("param").toString(),
+    QTRY_COMPARE(m_app.publishedCount(), 1);
+    QCOMPARE(m_app.params().first().toMap().value("param").toString(),
              QStringLiteral("select * from $table$"));
 
     closeByFrame(view);
@@ -154,7 +148,7 @@ void tst_ConfigEditorWindow::openCloseByFrameAndReopen()
     QVERIFY(editor && view);
     QVERIFY(QTest::qWaitForWindowExposed(view));
     QVERIFY(view->rootObject());
-    QCOMPARE(m_app->root(), view->rootObject());
+    QCOMPARE(m_app.root(), view->rootObject());
     closeByFrame(view);
     QVERIFY(!editor);
     // The closes never reach the bus.
@@ -166,8 +160,8 @@ void tst_ConfigEditorWindow::openCloseByFrameAndReopen()
 void tst_ConfigEditorWindow::closeByFrameAsksToBeClosed()
 {
     VoraTest::Controller controller;
-    QPointer<QQuickView> view = open(controller);
-    QPointer<QObject> editor = controller.child("ConfigEditorController");
+    QPointer<QObject> editor;
+    QPointer<QQuickView> view = open(controller, &editor);
     QVERIFY(view && editor);
     QVERIFY(QObject::disconnect(editor, SIGNAL(publish(QVariantMap)), controller.object(), nullptr));
     QSignalSpy publishSpy(editor.data(), SIGNAL(publish(QVariantMap)));
@@ -194,8 +188,8 @@ void tst_ConfigEditorWindow::closeFromTheBusDeletesWindowAtOnce()
 {
     QFETCH(bool, destroyOwner);
     auto controller = std::make_unique<VoraTest::Controller>();
-    QPointer<QQuickView> view = open(*controller);
-    QPointer<QObject> editor = controller->child("ConfigEditorController");
+    QPointer<QObject> editor;
+    QPointer<QQuickView> view = open(*controller, &editor);
     QVERIFY(view);
     QSignalSpy visibleSpy(view.data(), &QWindow::visibleChanged);
     if (destroyOwner)
@@ -211,10 +205,10 @@ void tst_ConfigEditorWindow::closeFromTheBusDeletesWindowAtOnce()
 void tst_ConfigEditorWindow::messagesToTheEditorChangeNothing()
 {
     VoraTest::Controller controller;
-    QPointer<QQuickView> view = open(controller);
-    QPointer<QObject> editor = controller.child("ConfigEditorController");
+    QPointer<QObject> editor;
+    QPointer<QQuickView> view = open(controller, &editor);
     QVERIFY(view);
-    QTRY_COMPARE(m_app->publishedCount(), 1);
+    QTRY_COMPARE(m_app.publishedCount(), 1);
     QObject *model = view->rootObject()->property("sqlModelCore").value<QObject *>();
     QVERIFY(model);
     QObject *rows = model->property("sqlData").value<QObject *>();
@@ -228,9 +222,9 @@ void tst_ConfigEditorWindow::messagesToTheEditorChangeNothing()
     QVERIFY(editor);
     QCOMPARE(editorWindow(), view.data());
     QCOMPARE(rows->property("count").toInt(), 0);
-    QCOMPARE(m_app->publishedCount(), 1);
+    QCOMPARE(m_app.publishedCount(), 1);
     QVERIFY(controller.published().isEmpty());
-    m_app->respond("scan#a#1#x");
+    m_app.respond("scan#a#1#x");
     QCOMPARE(rows->property("count").toInt(), 1);
 }
 
@@ -238,10 +232,10 @@ void tst_ConfigEditorWindow::withoutHostEngineTheWindowStillOpens()
 {
     qApp->setProperty("__vora_MainQmlEngine__", QVariant());
     VoraTest::Controller controller;
-    QPointer<QQuickView> view = open(controller);
-    QPointer<QObject> editor = controller.child("ConfigEditorController");
+    QPointer<QObject> editor;
+    QPointer<QQuickView> view = open(controller, &editor);
     QVERIFY(view);
-    QVERIFY(view->engine() != m_engine.get());
+    QVERIFY(view->engine() != &m_engine);
     // No "$app" and no VoraDesign on a private engine: the page cannot load.
     QVERIFY(!view->rootObject());
     QVERIFY(!view->errors().isEmpty());

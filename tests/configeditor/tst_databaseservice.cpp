@@ -172,24 +172,16 @@ void tst_DatabaseService::updateOneRow_data()
     QTest::addColumn<QString>("table");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("value");
-    QTest::newRow("integer row, all tables listed") << QVariant() << "scan"
-                                                    << "IRSpeckle.If_Save_Pic"
-                                                    << "1";
-    QTest::newRow("real row, its table listed") << QVariant("scan") << "scan"
-                                                << "IRSpeckle.gain"
-                                                << "2.5";
-    QTest::newRow("a table not listed") << QVariant("alg") << "config"
-                                        << "developerModeEnabled"
-                                        << "true";
-    QTest::newRow("clouddisk") << QVariant("clouddisk") << "clouddisk"
-                               << "server"
-                               << "https://b.invalid";
-    QTest::newRow("null row") << QVariant() << "scan"
-                              << "IRSpeckle.note"
-                              << "now set";
-    QTest::newRow("percent and hash") << QVariant() << "project"
-                                      << "defaultName"
-                                      << "50% #1";
+    auto row = [](const char *name, const QVariant &dbName, const char *table, const char *key,
+                  const char *value) {
+        QTest::newRow(name) << dbName << QString(table) << QString(key) << QString(value);
+    };
+    row("integer row, all tables listed", QVariant(), "scan", "IRSpeckle.If_Save_Pic", "1");
+    row("real row, its table listed", "scan", "scan", "IRSpeckle.gain", "2.5");
+    row("a table not listed", "alg", "config", "developerModeEnabled", "true");
+    row("clouddisk", "clouddisk", "clouddisk", "server", "https://b.invalid");
+    row("null row", QVariant(), "scan", "IRSpeckle.note", "now set");
+    row("percent and hash", QVariant(), "project", "defaultName", "50% #1");
 }
 
 void tst_DatabaseService::updateOneRow()

@@ -202,10 +202,8 @@ void tst_VoraHost::pluginThatFailsToLoad_data()
 {
     QTest::addColumn<QString>("plugin");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("missing file") << "plugins/libNothing.so"
-                                  << "no such file";
-    QTest::newRow("not a plug-in") << "lib/libVoraConfig.so"
-                                   << "";
+    QTest::newRow("missing file") << QString("plugins/libNothing.so") << QString("no such file");
+    QTest::newRow("not a plug-in") << QString("lib/libVoraConfig.so") << QString();
     QTest::newRow("foreign interface") << QStringLiteral(FOREIGN_PLUGIN_FILE) << "interface";
     QTest::newRow("factory makes nothing") << QStringLiteral(NULL_FACTORY_PLUGIN_FILE) << "made no";
 }
