@@ -173,33 +173,6 @@ Item {
             compare(findChild(bar, "weightField").text, data.text);
         }
 
-        function test_weightEdit_data() {
-            return [
-                {tag: "return", typed: "12.5", key: Qt.Key_Return, text: "12.5", emitted: 12.5},
-                {tag: "enter", typed: "3", key: Qt.Key_Enter, text: "3", emitted: 3},
-                {tag: "letters rejected", typed: "a1b", key: Qt.Key_Return, text: "1", emitted: 1},
-                {tag: "two points pass", typed: "1.2.3", key: Qt.Key_Return, text: "1.2.3", emitted: 1.2},
-                {tag: "minus rejected", typed: "-5", key: Qt.Key_Return, text: "5", emitted: 5},
-                {tag: "emptied restores", typed: "", key: Qt.Key_Return, text: "0.3", emitted: 0.3}
-            ];
-        }
-
-        function test_weightEdit(data) {
-            const bar = createTemporaryObject(colorPickerComponent, root, {weight: 0.30000000000000004});
-            const spy = root.spy(this, bar, "editWeightFinished");
-            const field = findChild(bar, "weightField");
-            root.clearField(this, field);
-            root.typeText(this, data.typed);
-            keyClick(data.key);
-            compare(field.activeFocus, false);
-            compare(field.text, data.text);
-            compare(spy.count, 1);
-            fuzzyCompare(spy.signalArguments[0][0], data.emitted, 1e-12);
-            // The field shows what was typed; the weight itself changes only
-            // when the owner sets it.
-            compare(bar.weight, 0.30000000000000004);
-        }
-
         function test_emptiedFieldLosingFocus() {
             const bar = createTemporaryObject(colorPickerComponent, root, {weight: 8});
             const other = createTemporaryObject(inputBarComponent, root, {y: 100});
@@ -234,7 +207,7 @@ Item {
     }
 
     TestCase {
-        name: "InputBar"
+        name: "InputBarAndSplitLine"
         when: windowShown
 
         function test_valueDisplay() {
@@ -246,38 +219,52 @@ Item {
             compare(field.text, "42");
         }
 
-        function test_edit_data() {
-            return [
-                {tag: "digits", typed: "15", text: "15", emitted: 15},
-                {tag: "point and letters rejected", typed: "1x.5", text: "15", emitted: 15},
-                {tag: "minus rejected", typed: "-3", text: "3", emitted: 3},
-                {tag: "emptied restores", typed: "", text: "7", emitted: 7}
-            ];
-        }
-
-        function test_edit(data) {
-            const bar = createTemporaryObject(inputBarComponent, root, {value: 7});
-            const spy = root.spy(this, bar, "editFinished");
-            const field = findChild(bar, "valueField");
-            root.clearField(this, field);
-            root.typeText(this, data.typed);
-            keyClick(Qt.Key_Return);
-            compare(field.activeFocus, false);
-            compare(field.text, data.text);
-            compare(spy.count, 1);
-            compare(spy.signalArguments[0][0], data.emitted);
-            compare(bar.value, 7);
+        function test_splitLine() {
+            const line = createTemporaryObject(splitLineComponent, root);
+            compare(line.height, 1);
+            root.sameColor(this, line.color, "#30D8D8D8");
         }
     }
 
     TestCase {
-        name: "SplitLine"
+        name: "EditFields"
         when: windowShown
 
-        function test_line() {
-            const line = createTemporaryObject(splitLineComponent, root);
-            compare(line.height, 1);
-            root.sameColor(this, line.color, "#30D8D8D8");
+        // The weight field of ColorPickerBar and the value field of InputBar.
+        function test_edit_data() {
+            const w = {component: colorPickerComponent, init: {weight: 0.30000000000000004}, property: "weight",
+                       signal: "editWeightFinished", field: "weightField"};
+            const v = {component: inputBarComponent, init: {value: 7}, property: "value", signal: "editFinished",
+                       field: "valueField"};
+            const enter = Qt.Key_Return;
+            return [
+                {tag: "weight, return", bar: w, typed: "12.5", key: enter, text: "12.5", emitted: 12.5},
+                {tag: "weight, enter", bar: w, typed: "3", key: Qt.Key_Enter, text: "3", emitted: 3},
+                {tag: "weight, letters rejected", bar: w, typed: "a1b", key: enter, text: "1", emitted: 1},
+                {tag: "weight, two points pass", bar: w, typed: "1.2.3", key: enter, text: "1.2.3", emitted: 1.2},
+                {tag: "weight, minus rejected", bar: w, typed: "-5", key: enter, text: "5", emitted: 5},
+                {tag: "weight, emptied restores", bar: w, typed: "", key: enter, text: "0.3", emitted: 0.3},
+                {tag: "value, digits", bar: v, typed: "15", key: enter, text: "15", emitted: 15},
+                {tag: "value, point and letters rejected", bar: v, typed: "1x.5", key: enter, text: "15", emitted: 15},
+                {tag: "value, minus rejected", bar: v, typed: "-3", key: enter, text: "3", emitted: 3},
+                {tag: "value, emptied restores", bar: v, typed: "", key: enter, text: "7", emitted: 7}
+            ];
+        }
+
+        function test_edit(data) {
+            const bar = createTemporaryObject(data.bar.component, root, data.bar.init);
+            const spy = root.spy(this, bar, data.bar.signal);
+            const field = findChild(bar, data.bar.field);
+            root.clearField(this, field);
+            root.typeText(this, data.typed);
+            keyClick(data.key);
+            compare(field.activeFocus, false);
+            compare(field.text, data.text);
+            compare(spy.count, 1);
+            fuzzyCompare(spy.signalArguments[0][0], data.emitted, 1e-12);
+            // The field shows what was typed; the value itself changes only
+            // when the owner sets it.
+            compare(bar[data.bar.property], data.bar.init[data.bar.property]);
         }
     }
 }
