@@ -216,13 +216,6 @@ public:
                 : -1;
     }
 
-    void killHard()
-    {
-        m_process.kill(); // SIGKILL: no clean-up of any kind runs
-        m_process.waitForFinished(5000);
-        collect();
-    }
-
     // Waits until an output line satisfies predicate; returns its index or -1.
     int waitForLine(const std::function<bool(const QJsonObject &)> &predicate, int timeoutMs = 10000)
     {

@@ -37,7 +37,6 @@ class tst_VoraHost : public QObject
 
 private slots:
     void enterChangeAndLeave();
-    void restartAfterKillComesBackInDeveloperMode();
     void badScriptLine_data();
     void badScriptLine();
     void pluginThatFailsToLoad_data();
@@ -114,45 +113,6 @@ void tst_VoraHost::enterChangeAndLeave()
     // Colours travel as text names.
     QCOMPARE(restored["settings"]["pseudo_color_bound_1"], QJsonValue("#0000ff"));
     QCOMPARE(fromPlugin.last(), (QJsonObject{{"cmd", "developerModeEnabledChanged"}, {"enabled", false}}));
-}
-
-void tst_VoraHost::restartAfterKillComesBackInDeveloperMode()
-{
-    Bundle bundle;
-    QVERIFY(bundle.isValid());
-    {
-        Run first(bundle);
-        first.start();
-        first.send(kEnable);
-        QVERIFY(first.waitForLine(isRollbackAnswer) >= 0);
-        first.send(kShowView);
-        first.send(R"({"wait": 200})");
-        first.send(setInDeveloperMode("enableSaveCaliImage", "true"));
-        QTRY_COMPARE(bundle.value("calibration", "calibSavePic"), QString("true|text"));
-        QTRY_COMPARE(bundle.readSnapshot()["last"]["enableSaveCaliImage"], QJsonValue(true));
-        first.killHard();
-    }
-    QVERIFY(QFile::exists(bundle.snapshot()));
-
-    Run second(bundle);
-    second.start();
-    // No command: the stored state alone brings the developer mode back, and
-    // the settings come from the snapshot, without asking the host again.
-    const int back = second.waitForLine(isSettingsAll);
-    QVERIFY(back >= 0);
-    QVERIFY(second.messages("host").isEmpty());
-    QCOMPARE(second.messages("plugin").first(),
-             (QJsonObject{{"cmd", "developerModeEnabledChanged"}, {"enabled", true}}));
-    QVERIFY(second.messages("plugin", "developerModeQuerySetting").isEmpty());
-    const QJsonValue settings = second.lines().at(back)["param"]["settings"];
-    QCOMPARE(settings["enableSaveCaliImage"], QJsonValue(true));
-    QCOMPARE(settings["rollbackFrame"].toInt(), 5);
-
-    second.send(kDisable);
-    QCOMPARE(second.finish(), 0);
-    QCOMPARE(bundle.value("calibration", "calibSavePic"), QString("false|text"));
-    QCOMPARE(bundle.value("config", "developerModeEnabled"), QString("false|text"));
-    QVERIFY(!QFile::exists(bundle.snapshot()));
 }
 
 void tst_VoraHost::badScriptLine_data()

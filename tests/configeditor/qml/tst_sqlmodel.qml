@@ -38,25 +38,31 @@ Item {
             $app.clearLogs()
         }
 
+        // dbName: the table the message names; undefined for every table.
         function test_statements_data() {
             var search = "select * from $table$  where key like '%%1%' or value like '%%1%' or comment like '%%1%'"
             return [
-                { tag: "select all", call: function(m) { m.selectAll("scan") }, sql: "select * from $table$" },
-                { tag: "search", call: function(m) { m.findVague("scan", "IRSpeckle") }, sql: search.arg("IRSpeckle") },
+                { tag: "select all", call: function(m) { m.selectAll("scan") }, sql: "select * from $table$", dbName: "scan" },
+                { tag: "clouddisk goes out as typed", call: function(m) { m.selectAll("clouddisk") },
+                  sql: "select * from $table$", dbName: "clouddisk" },
+                { tag: "all tables: empty", call: function(m) { m.selectAll("") }, sql: "select * from $table$" },
+                { tag: "all tables: none given", call: function(m) { m.selectAll() }, sql: "select * from $table$" },
+                { tag: "search", call: function(m) { m.findVague("scan", "IRSpeckle") }, sql: search.arg("IRSpeckle"),
+                  dbName: "scan" },
                 { tag: "empty keyword lists everything", call: function(m) { m.findVague("scan", "") },
-                  sql: "select * from $table$" },
+                  sql: "select * from $table$", dbName: "scan" },
                 { tag: "keyword inserted unescaped", call: function(m) { m.findVague("", "it's 50%") },
                   sql: "select * from $table$  where key like '%it's 50%%' or value like '%it's 50%%' or comment like '%it's 50%%'" },
                 { tag: "real-time apply searches", call: function(m) { m.applyRealTimeSetUp("alg", "gain") },
-                  sql: search.arg("gain") },
+                  sql: search.arg("gain"), dbName: "alg" },
                 { tag: "update trims table and key", call: function(m) { m.updateValue("", " scan ", " IRSpeckle.If_Save_Pic ", "1") },
                   sql: "update 'scan' set value = '1' where key = 'IRSpeckle.If_Save_Pic'" },
                 { tag: "update keeps the value as given", call: function(m) { m.updateValue("", "scan", "k", " 2 ") },
                   sql: "update 'scan' set value = ' 2 ' where key = 'k'" },
                 { tag: "update fills %1 first, then %2", call: function(m) { m.updateValue("", "t%2", "k", "v") },
                   sql: "update 'tv' set value = 'v' where key = 'k'" },
-                { tag: "update value with a quote", call: function(m) { m.updateValue("", "scan", "k", "x' where 1=1 --") },
-                  sql: "update 'scan' set value = 'x' where 1=1 --' where key = 'k'" }
+                { tag: "update value with a quote", call: function(m) { m.updateValue("scan", "scan", "k", "x' where 1=1 --") },
+                  sql: "update 'scan' set value = 'x' where 1=1 --' where key = 'k'", dbName: "scan" }
             ]
         }
 
@@ -65,25 +71,12 @@ Item {
             compare(publishSpy.count, 1)
             var args = publishSpy.signalArguments[0]
             compare([args[0], args[1], args[2], args[4]], ["", "", "", false])
-            compare([args[3].cmd, args[3].target, args[3].param], ["query", "dataBaseQuery", data.sql])
+            var expected = {"cmd": "query", "target": "dataBaseQuery", "param": data.sql}
+            if (data.dbName !== undefined)
+                expected.dbName = data.dbName
+            compare(args[3], expected)
+            compare(Object.keys(args[3]).sort(), Object.keys(expected).sort())
             verify($app.logged("execQuery: " + data.sql), "execQuery log line")
-        }
-
-        function test_dbName_data() {
-            return [
-                { tag: "a table", name: "scan", expected: "scan" },
-                { tag: "clouddisk goes out as typed", name: "clouddisk", expected: "clouddisk" },
-                { tag: "all tables: empty", name: "", expected: undefined },
-                { tag: "all tables: none given", name: undefined, expected: undefined }
-            ]
-        }
-
-        function test_dbName(data) {
-            model.selectAll(data.name)
-            var param = publishSpy.signalArguments[0][3]
-            compare(param.dbName, data.expected)
-            compare(param.hasOwnProperty("dbName"), data.expected !== undefined)
-            compare(Object.keys(param).length, data.expected !== undefined ? 4 : 3)
         }
 
         // rows: what the listing holds afterwards (it starts with one old
