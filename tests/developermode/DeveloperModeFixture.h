@@ -108,21 +108,15 @@ inline Dump dump(const QString &file)
 // they are equal (values compared as text so that 1 and 1.0 differ by type).
 inline QString diff(const Dump &actual, const Dump &expected)
 {
-    QString out;
-    auto describe = [](const Dump &d, const QString &key) {
-        if (!d.contains(key))
-            return QStringLiteral("<no row>");
-        const Stored s = d.value(key);
-        return QStringLiteral("%1 (%2)").arg(s.first.toString(), s.second);
+    const auto describe = [](const Dump &d, const QString &key) {
+        return d.contains(key) ? QStringLiteral("%1 (%2)").arg(d[key].first.toString(), d[key].second)
+                               : QStringLiteral("<no row>");
     };
-    QStringList keys = actual.keys() + expected.keys();
-    keys.removeDuplicates();
-    keys.sort();
-    for (const QString &key : qAsConst(keys)) {
-        const bool same = actual.contains(key) == expected.contains(key)
-                && actual.value(key).second == expected.value(key).second
-                && actual.value(key).first.toString() == expected.value(key).first.toString();
-        if (!same)
+    Dump all = actual;
+    all.insert(expected);
+    QString out;
+    for (const QString &key : all.keys()) {
+        if (describe(actual, key) != describe(expected, key))
             out += QStringLiteral("\n  %1: got %2, want %3")
                            .arg(key, describe(actual, key), describe(expected, key));
     }
