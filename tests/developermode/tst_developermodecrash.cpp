@@ -124,18 +124,22 @@ void tst_DeveloperModeCrash::killedInsideDeveloperModeResumesAndRestores()
     QVERIFY(first.waitFor([](const QJsonObject &l) {
         return l.value("param").toObject().value("cmd") == QJsonValue("developerModeQuerySettingResp");
     }));
-    QVERIFY(first.evalInPage(
-            "[['enableReadCaliImage', false], ['enableSaveScanImage', false],"
-            " ['enableSaveScanImage_GrayPic', true], ['enableSecondCameraWindow', false],"
-            " ['pseudo_color_bound_1', Qt.rgba(10 / 255, 20 / 255, 30 / 255, 1)],"
-            " ['pseudo_color_section_2', 99], ['enableWatermark', false], ['enablePseudoColor', false]]"
-            ".forEach(function(c) { $developerModeController.updateValue(c[0], c[1]) })"));
+    QString js;
     QStringList changed{"developerModeEnabledChanged", "developerModeQuerySetting",
                         "developerModeSettingChanged:all"};
-    for (const char *key : {"enableReadCaliImage", "enableSaveScanImage", "enableSaveScanImage_GrayPic",
-                            "enableSecondCameraWindow", "pseudo_color_bound_1", "pseudo_color_section_2",
-                            "enableWatermark", "enablePseudoColor"})
-        changed << QStringLiteral("developerModeSettingChanged:") + key;
+    for (const auto &change : {std::make_pair("enableReadCaliImage", "false"),
+                               {"enableSaveScanImage", "false"},
+                               {"enableSaveScanImage_GrayPic", "true"},
+                               {"enableSecondCameraWindow", "false"},
+                               {"pseudo_color_bound_1", "Qt.rgba(10 / 255, 20 / 255, 30 / 255, 1)"},
+                               {"pseudo_color_section_2", "99"},
+                               {"enableWatermark", "false"},
+                               {"enablePseudoColor", "false"}}) {
+        js += QStringLiteral("$developerModeController.updateValue('%1', %2); ")
+                      .arg(change.first, change.second);
+        changed << QStringLiteral("developerModeSettingChanged:") + change.first;
+    }
+    QVERIFY(first.evalInPage(js));
     QCOMPARE(first.pluginCommands(), changed);
     QCOMPARE(db.value("config", "developerModeEnabled"), qMakePair(QVariant("true"), QStringLiteral("text")));
 
