@@ -187,23 +187,6 @@ Item {
             compare(spy.count, 1);
             compare(spy.signalArguments[0][0], 8);
         }
-
-        function test_colourDialog() {
-            const bar = createTemporaryObject(colorPickerComponent, root, {color: "#00ff00"});
-            const spy = root.spy(this, bar, "editColorFinished");
-            const dialog = Array.prototype.find.call(bar.data, o => o.objectName === "colorDialog");
-            verify(dialog);
-            compare(dialog.visible, false);
-            mouseClick(findChild(bar, "colorText"));
-            tryCompare(dialog, "visible", true);
-            root.sameColor(this, dialog.color, "#00ff00");
-            dialog.currentColor = "#123456";
-            dialog.accept();
-            compare(spy.count, 1);
-            root.sameColor(this, spy.signalArguments[0][0], "#123456");
-            // The swatch waits for the owner to set the colour.
-            root.sameColor(this, bar.color, "#00ff00");
-        }
     }
 
     TestCase {

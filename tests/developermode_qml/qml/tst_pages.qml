@@ -232,19 +232,31 @@ Item {
             compare(field.text, data.text);
         }
 
+        // The dialog opens on the colour's text or its swatch, starts from
+        // the section's colour, and the swatch waits for the stored value.
         function test_sectionColour() {
             const section = row("section_3");
             toggleSection(row("enablePseudoColor"));
             reveal(section);
             const dialog = Array.prototype.find.call(section.data, o => o.objectName === "colorDialog");
             verify(dialog);
-            mouseClick(findChild(section, "swatch"));
+            compare(dialog.visible, false);
+            $developerModeController.storesValues = false;
+            mouseClick(findChild(section, "colorText"));
             tryCompare(dialog, "visible", true);
+            verify(Qt.colorEqual(dialog.color, "#0000ff"));
             dialog.currentColor = "#123456";
             dialog.accept();
             compare(callList(), ["pseudo_color_bound_3=#123456"]);
             compare($developerModeController.calls[0].type, "QColor");
-            verify(Qt.colorEqual(findChild(section, "swatch").color, "#123456"));
+            verify(Qt.colorEqual(findChild(section, "swatch").color, "#0000ff"));
+
+            $developerModeController.storesValues = true;
+            mouseClick(findChild(section, "swatch"));
+            tryCompare(dialog, "visible", true);
+            dialog.currentColor = "#654321";
+            dialog.accept();
+            verify(Qt.colorEqual(findChild(section, "swatch").color, "#654321"));
         }
 
         function test_exitButtonOnlyOnDeviceTab() {
