@@ -32,35 +32,28 @@ QVariantMap answer(const char *key, const QVariant &value, const char *module = 
     return msg("developerModeQuerySettingResp", {{"key", key}, {"value", value}}, module);
 }
 
-// Same setting: a colour by its components (any invalid colour matches an
-// invalid one), anything else by type and value.
-bool sameSetting(const QVariant &actual, const QVariant &expected)
+// A setting as "type value": a colour by its components (every invalid colour
+// alike), anything else by its type and its text.
+QString describe(const QVariantMap &map, const QString &key)
 {
-    if (expected.userType() == QMetaType::QColor) {
-        if (actual.userType() != QMetaType::QColor)
-            return false;
-        const QColor a = actual.value<QColor>();
-        const QColor e = expected.value<QColor>();
-        return e.isValid() ? (a.isValid() && a.rgba() == e.rgba()) : !a.isValid();
-    }
-    if (!expected.isValid())
-        return !actual.isValid();
-    return actual.userType() == expected.userType() && actual == expected;
+    const QVariant v = map.value(key);
+    if (!map.contains(key))
+        return QStringLiteral("<missing>");
+    if (v.userType() == QMetaType::QColor)
+        return v.value<QColor>().isValid() ? "QColor " + v.value<QColor>().name(QColor::HexArgb)
+                                           : "QColor invalid";
+    return QStringLiteral("%1 %2").arg(QLatin1String(v.typeName()), v.toString());
 }
 
 QString settingsDiff(const QVariantMap &actual, const QVariantMap &expected)
 {
+    QVariantMap all = actual;
+    all.insert(expected);
     QString out;
-    QStringList keys = actual.keys() + expected.keys();
-    keys.removeDuplicates();
-    for (const QString &key : qAsConst(keys)) {
-        if (!actual.contains(key) || !expected.contains(key)
-            || !sameSetting(actual.value(key), expected.value(key)))
-            out += QStringLiteral("\n  %1: got %2 %3, want %4 %5")
-                           .arg(key, QString::fromLatin1(actual.value(key).typeName()),
-                                actual.value(key).toString(),
-                                QString::fromLatin1(expected.value(key).typeName()),
-                                expected.value(key).toString());
+    for (const QString &key : all.keys()) {
+        if (describe(actual, key) != describe(expected, key))
+            out += QStringLiteral("\n  %1: got %2, want %3")
+                           .arg(key, describe(actual, key), describe(expected, key));
     }
     return out;
 }
