@@ -35,6 +35,24 @@ QString &overrideFile()
     return file;
 }
 
+QMutex &observerMutex()
+{
+    static QMutex mutex;
+    return mutex;
+}
+
+VoraConfigWriteObserver &writeObserver()
+{
+    static VoraConfigWriteObserver observer;
+    return observer;
+}
+
+VoraConfigWriteObserver currentWriteObserver()
+{
+    QMutexLocker lock(&observerMutex());
+    return writeObserver();
+}
+
 struct StatementDeleter
 {
     void operator()(sqlite3_stmt *stmt) const { sqlite3_finalize(stmt); }
@@ -58,6 +76,28 @@ bool isIntegerType(int type)
         return true;
     default:
         return false;
+    }
+}
+
+QVariant columnValue(sqlite3_stmt *stmt, int column, const QVariant &nullValue)
+{
+    switch (sqlite3_column_type(stmt, column)) {
+    case SQLITE_INTEGER: {
+        const qint64 v = sqlite3_column_int64(stmt, column);
+        if (v >= std::numeric_limits<int>::min() && v <= std::numeric_limits<int>::max())
+            return QVariant(int(v));
+        return QVariant(qlonglong(v));
+    }
+    case SQLITE_FLOAT:
+        return QVariant(sqlite3_column_double(stmt, column));
+    case SQLITE_TEXT:
+        return QVariant(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, column)),
+                                          sqlite3_column_bytes(stmt, column)));
+    case SQLITE_BLOB:
+        return QVariant(QByteArray(static_cast<const char *>(sqlite3_column_blob(stmt, column)),
+                                   sqlite3_column_bytes(stmt, column)));
+    default: // NULL: nothing stored
+        return nullValue;
     }
 }
 
@@ -212,29 +252,7 @@ QVariant VoraConfigSQLite::getConfig(const QString &key, const QVariant &default
     QVariant result = defaultValue;
     const int rc = sqlite3_step(stmt);
     if (rc == SQLITE_ROW) {
-        switch (sqlite3_column_type(stmt, 0)) {
-        case SQLITE_INTEGER: {
-            const qint64 v = sqlite3_column_int64(stmt, 0);
-            if (v >= std::numeric_limits<int>::min() && v <= std::numeric_limits<int>::max())
-                result = QVariant(int(v));
-            else
-                result = QVariant(qlonglong(v));
-            break;
-        }
-        case SQLITE_FLOAT:
-            result = QVariant(sqlite3_column_double(stmt, 0));
-            break;
-        case SQLITE_TEXT:
-            result = QVariant(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)),
-                                                sqlite3_column_bytes(stmt, 0)));
-            break;
-        case SQLITE_BLOB:
-            result = QVariant(QByteArray(static_cast<const char *>(sqlite3_column_blob(stmt, 0)),
-                                         sqlite3_column_bytes(stmt, 0)));
-            break;
-        default: // NULL: nothing stored
-            break;
-        }
+        result = columnValue(stmt, 0, defaultValue);
     } else if (rc != SQLITE_DONE) {
         qCWarning(lcVoraDb, "cannot read \"%s\" from table %s: %s", qUtf8Printable(key),
                   qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
@@ -246,14 +264,47 @@ QVariant VoraConfigSQLite::getConfig(const QString &key, const QVariant &default
 
 int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraConfigStrategy *strategy)
 {
+    const VoraConfigWriteObserver observer = currentWriteObserver();
+    VoraConfigWrite write;
+    write.file = d->fileName;
+    write.key = key;
+    write.newValue = storedForm(value);
+    write.strategy = strategy ? strategy : d->strategy.data();
+    auto report = [&](int status, const QString &error) {
+        write.ok = status == VoraConfigOk;
+        write.error = error;
+        if (observer)
+            observer(write);
+        return status;
+    };
+
     if (!d->db) {
         qCWarning(lcVoraDb, "no configuration database open; write of \"%s\" dropped", qUtf8Printable(key));
-        return VoraConfigNotOpen;
+        return report(VoraConfigNotOpen, QStringLiteral("no configuration database open"));
     }
     int status = VoraConfigOk;
     const QString table = d->tableFor(strategy, &status);
     if (table.isEmpty())
-        return status;
+        return report(status, QStringLiteral("no usable table"));
+    write.table = table;
+
+    const QByteArray keyUtf8 = key.toUtf8();
+    if (observer) {
+        // Only read when somebody listens: the plain write path stays one
+        // statement.
+        if (sqlite3_stmt *select = d->statement(d->selects, table,
+                                                QStringLiteral("SELECT value FROM \"%1\" WHERE key = ?1"),
+                                                &status)) {
+            sqlite3_bind_text(select, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
+            if (sqlite3_step(select) == SQLITE_ROW) {
+                write.hadRow = true;
+                write.oldValue = columnValue(select, 0, QVariant());
+            }
+            sqlite3_reset(select);
+            sqlite3_clear_bindings(select);
+        }
+        status = VoraConfigOk;
+    }
 
     // Insert or update the value only: the row's comment belongs to the
     // host's configuration and is kept.
@@ -262,38 +313,67 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
                                                      "ON CONFLICT(key) DO UPDATE SET value = excluded.value"),
                                       &status);
     if (!stmt) {
+        const QString error = d->errorMessage();
         qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
-                  qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
-        return status;
+                  qUtf8Printable(table), qUtf8Printable(error));
+        return report(status, error);
     }
 
-    const QByteArray keyUtf8 = key.toUtf8();
     QByteArray text;
     sqlite3_bind_text(stmt, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
-    const int type = value.userType();
-    if (!value.isValid()) {
+    const QVariant stored = write.newValue;
+    switch (stored.userType()) {
+    case QMetaType::UnknownType:
         sqlite3_bind_null(stmt, 2);
-    } else if (type == QMetaType::Bool) {
-        text = value.toBool() ? QByteArrayLiteral("true") : QByteArrayLiteral("false");
+        break;
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+        sqlite3_bind_int64(stmt, 2, stored.toLongLong());
+        break;
+    case QMetaType::Double:
+        sqlite3_bind_double(stmt, 2, stored.toDouble());
+        break;
+    default:
+        text = stored.toString().toUtf8();
         sqlite3_bind_text(stmt, 2, text.constData(), text.size(), SQLITE_STATIC);
-    } else if (isIntegerType(type)) {
-        sqlite3_bind_int64(stmt, 2, value.toLongLong());
-    } else if (type == QMetaType::Double || type == QMetaType::Float) {
-        sqlite3_bind_double(stmt, 2, value.toDouble());
-    } else {
-        text = value.toString().toUtf8();
-        sqlite3_bind_text(stmt, 2, text.constData(), text.size(), SQLITE_STATIC);
+        break;
     }
 
     const int rc = sqlite3_step(stmt);
+    QString error;
     if (rc != SQLITE_DONE) {
+        error = d->errorMessage();
         qCWarning(lcVoraDb, "write of \"%s\" to table %s failed: %s", qUtf8Printable(key),
-                  qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
+                  qUtf8Printable(table), qUtf8Printable(error));
         status = VoraConfigSqlError;
     }
     sqlite3_reset(stmt);
     sqlite3_clear_bindings(stmt);
-    return status;
+    return report(status, error);
+}
+
+QVariant VoraConfigSQLite::storedForm(const QVariant &value)
+{
+    const int type = value.userType();
+    if (!value.isValid())
+        return QVariant();
+    if (type == QMetaType::Bool)
+        return QVariant(value.toBool() ? QStringLiteral("true") : QStringLiteral("false"));
+    if (isIntegerType(type)) {
+        const qlonglong v = value.toLongLong();
+        if (v >= std::numeric_limits<int>::min() && v <= std::numeric_limits<int>::max())
+            return QVariant(int(v));
+        return QVariant(v);
+    }
+    if (type == QMetaType::Double || type == QMetaType::Float)
+        return QVariant(value.toDouble());
+    return QVariant(value.toString());
+}
+
+void VoraConfigSQLite::setWriteObserver(VoraConfigWriteObserver observer)
+{
+    QMutexLocker lock(&observerMutex());
+    writeObserver() = std::move(observer);
 }
 
 void VoraConfigSQLite::setConfigStrategy(QSharedPointer<VoraConfigStrategy> strategy)

@@ -7,9 +7,27 @@
 #include <QString>
 #include <QVariant>
 
+#include <functional>
 #include <memory>
 
 class VoraConfigStrategy;
+
+// One write to a configuration table, as the host's own tools see it (for
+// example vorahost's write journal). Values are in their stored form, what a
+// read gives back: a bool written is the text "true"/"false".
+struct VoraConfigWrite
+{
+    QString file;
+    QString table;
+    QString key;
+    bool hadRow = false; // false: the key was new to the table
+    QVariant oldValue; // invalid when there was no row or it held NULL
+    QVariant newValue;
+    bool ok = false;
+    QString error; // why the write failed, when it did
+    const VoraConfigStrategy *strategy = nullptr; // the strategy the write went through
+};
+using VoraConfigWriteObserver = std::function<void(const VoraConfigWrite &)>;
 
 // The host's access to its configuration database, a SQLite file whose tables
 // all have the shape (key TEXT PRIMARY KEY NOT NULL, value, comment TEXT).
@@ -63,6 +81,14 @@ public:
 
     // True for names that may be spliced into SQL as a table name.
     static bool isPlainIdentifier(const QString &name);
+
+    // Called after every setConfig() of every object in the process, on the
+    // writing thread, whether the write succeeded or not. Empty turns it off.
+    static void setWriteObserver(VoraConfigWriteObserver observer);
+
+    // The stored form of a value: what setConfig() writes and getConfig()
+    // reads back for it.
+    static QVariant storedForm(const QVariant &value);
 
 private:
     Q_DISABLE_COPY(VoraConfigSQLite)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <VoraConfigSQLite.h>
+
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -30,6 +32,11 @@ public:
     void setTimeLimit(int milliseconds) { m_timeLimitMs = milliseconds; }
     int timeLimit() const { return m_timeLimitMs; }
 
+    // Told of every UPDATE of a value that the page asks for, run or refused,
+    // with the row's table and key, the stored value before and the value
+    // asked for (vorahost's write journal).
+    void setWriteObserver(VoraConfigWriteObserver observer) { m_writeObserver = std::move(observer); }
+
     // The tables the page may read and update, in listing order.
     static const QStringList &configurationTables();
 
@@ -46,4 +53,5 @@ private:
 
     QString m_databaseFile;
     int m_timeLimitMs = 2000;
+    VoraConfigWriteObserver m_writeObserver;
 };
