@@ -1,7 +1,9 @@
 #pragma once
 
 // Loads the built plug-in the way the host does and puts its controller into
-// a box, so tests talk to the real thing over the real bus classes.
+// a box, so tests talk to the real thing over the real bus classes; and a
+// configuration database in a temporary folder, read back with the SQLite
+// type of every value.
 
 #include <VoraBox.h>
 #include <VoraConfigSQLite.h>
@@ -9,14 +11,11 @@
 #include <VoraQObject.h>
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFile>
 #include <QPluginLoader>
-#include <QPointer>
-#include <QScopedPointer>
-#include <QString>
+#include <QSignalSpy>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QVariantMap>
 
 #include <memory>
@@ -45,18 +44,13 @@ class Controller
 public:
     Controller()
     {
-        QString error;
-        CommonLib::VoraFactory *f = factory(&error);
-        if (!f) {
-            m_error = error;
-            return;
-        }
-        QObject *object = f->createObject(
-                QString(), {{QStringLiteral("paramname"), QStringLiteral("ApplicationToolsController")}});
+        CommonLib::VoraFactory *f = factory(&m_error);
+        QObject *object = f ? f->createObject(QString(), {{"paramname", "ApplicationToolsController"}})
+                            : nullptr;
         m_object.reset(qobject_cast<CommonLib::VoraQObject *>(object));
         if (!m_object) {
             delete object;
-            m_error = QStringLiteral("factory made no VoraQObject");
+            m_error += QStringLiteral(" (no controller made)");
             return;
         }
         m_object->setBox(&m_box);
@@ -66,49 +60,55 @@ public:
     ~Controller()
     {
         m_object.reset();
-        // Let deferred deletions (the developer mode's, the windows') run
-        // before the next test.
+        // Deferred deletions (the developer mode's, the windows') run before
+        // the next test.
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
     bool isValid() const { return m_object != nullptr; }
     QString errorString() const { return m_error; }
-
     CommonLib::VoraQObject *object() const { return m_object.get(); }
     CommonLib::VoraBox &box() { return m_box; }
 
     // Delivers one message as the host does: empty topic, type and event.
-    int deliver(const QVariantMap &param)
+    int deliver(const QVariantMap &param) { return m_box.deliver(m_object.get(), {}, {}, {}, param); }
+
+    // Waits until the controller has run its start-up (10 ms after it was
+    // made): from then on its last command is its own and not handed on.
+    bool waitUntilStarted()
     {
-        return m_box.deliver(m_object.get(), QString(), QString(), QString(), param);
+        QSignalSpy handedOn(m_object.get(),
+                            SIGNAL(notifySubscribeData(QString, QString, QString, QVariantMap, QString)));
+        return QTest::qWaitFor([&] {
+            const int before = handedOn.count();
+            deliver({{"cmd", "showConfigEditor"}, {"visible", false}});
+            return handedOn.count() == before;
+        });
     }
 
     // The parameter maps of every published message, oldest first.
     QList<QVariantMap> published() const
     {
         QList<QVariantMap> result;
-        const auto messages = m_box.messages();
-        for (const auto &message : messages)
+        for (const auto &message : m_box.messages())
             result.append(message.param);
         return result;
     }
 
+    // The same as "cmd", or "cmd:changedKey" where there is one.
     QStringList publishedCommands() const
     {
         QStringList result;
-        const auto messages = m_box.messages();
-        for (const auto &message : messages)
-            result.append(message.param.value(QStringLiteral("cmd")).toString());
+        for (const QVariantMap &param : published())
+            result.append(param.value("cmd").toString()
+                          + (param.contains("changedKey") ? ":" + param.value("changedKey").toString() : ""));
         return result;
     }
 
     // The live child of the controller whose class is className, if any.
     QObject *child(const char *className) const
     {
-        if (!m_object)
-            return nullptr;
-        const auto children = m_object->children();
-        for (QObject *child : children) {
+        for (QObject *child : m_object->children()) {
             if (qstrcmp(child->metaObject()->className(), className) == 0)
                 return child;
         }
@@ -121,44 +121,39 @@ private:
     QString m_error;
 };
 
+// The rows a statement returns, fields joined by '|' (NULL as empty text),
+// through a connection of its own.
+QStringList query(const QString &file, const QString &sql);
+// A stored value and its SQLite type, "1|integer", "true|text", "|null";
+// empty for a missing row.
+QString value(const QString &file, const QString &table, const QString &key);
+// The schema and every row of every table as "table|key|value|type|comment",
+// sorted: anything a statement could have changed.
+QStringList dump(const QString &file);
+// Sets the "value|type" of row "table|key" in a dump, as a write would.
+void setRow(QStringList &dump, const QString &tableKey, const QString &valueType);
+
 // A configuration database in a temporary folder, made from SQL text, and
 // made the file every VoraConfigSQLite opens while the object lives.
 class TempDatabase
 {
 public:
-    explicit TempDatabase(const QString &sql = QString())
-    {
-        if (!m_dir.isValid())
-            return;
-        m_file = m_dir.filePath(QStringLiteral("config.db"));
-        VoraConfigSQLite::setDatabaseFileOverride(m_file);
-        create(sql);
-    }
-
+    explicit TempDatabase(const QString &sql = QString());
     ~TempDatabase() { VoraConfigSQLite::setDatabaseFileOverride(QString()); }
 
-    bool isValid() const { return m_dir.isValid() && QFile::exists(m_file); }
+    bool isValid() const;
     QString errorString() const { return m_dir.errorString(); }
     QString fileName() const { return m_file; }
-
-    // The stored value and its SQLite type name ("integer", "real", "text",
-    // "null"), read by a connection of its own; empty type for a missing row.
-    QPair<QVariant, QString> value(const QString &table, const QString &key) const;
+    QString value(const QString &table, const QString &key) const
+    {
+        return VoraTest::value(m_file, table, key);
+    }
+    QStringList dump() const { return VoraTest::dump(m_file); }
     bool exec(const QString &sql) const;
 
-    static QString tableSql(const QStringList &tables)
-    {
-        QString sql;
-        for (const QString &table : tables)
-            sql += QStringLiteral("CREATE TABLE \"%1\" (key TEXT PRIMARY KEY NOT NULL, value, "
-                                  "comment TEXT NOT NULL DEFAULT '');\n")
-                           .arg(table);
-        return sql;
-    }
+    static QString tableSql(const QStringList &tables);
 
 private:
-    void create(const QString &sql);
-
     QTemporaryDir m_dir;
     QString m_file;
 };

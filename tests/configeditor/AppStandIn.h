@@ -4,6 +4,7 @@
 // calls init(), every message a page publishes and every log line, and can
 // deliver messages to the page the way the host does.
 
+#include <QDateTime>
 #include <QJSValue>
 #include <QMutex>
 #include <QObject>
@@ -29,7 +30,8 @@ public:
         emit changed();
     }
 
-    // Each entry: {"topic", "type", "cmd", "param", "bSync"}.
+    // Each entry: {"topic", "type", "cmd", "param", "bSync", "ms"}, ms the
+    // wall-clock time it was published.
     Q_INVOKABLE QVariantList published() const { return m_published; }
     // The "param" maps only, oldest first.
     Q_INVOKABLE QVariantList params() const
@@ -101,7 +103,8 @@ private slots:
                                        {QStringLiteral("type"), type},
                                        {QStringLiteral("cmd"), cmd},
                                        {QStringLiteral("param"), plain},
-                                       {QStringLiteral("bSync"), bSync}});
+                                       {QStringLiteral("bSync"), bSync},
+                                       {QStringLiteral("ms"), QDateTime::currentMSecsSinceEpoch()}});
         emit changed();
     }
 

@@ -7,16 +7,14 @@
 
 // Takes the place of the developer-mode controller for the QML pages: the
 // same property and invokables, and a record of every call with the type of
-// its value. Like the real one, updateValue stores the value and emits
-// configChanged before it returns, unless a test turns storing off to see
-// what the page does alone.
+// its value. Like the real one, updateValue stores the value of a key it
+// holds and emits configChanged before it returns.
 class ControllerStandIn : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QVariantMap config MEMBER m_config NOTIFY configChanged FINAL)
     Q_PROPERTY(QVariantList calls MEMBER m_calls NOTIFY callsChanged FINAL)
     Q_PROPERTY(int quitCount MEMBER m_quitCount NOTIFY callsChanged FINAL)
-    Q_PROPERTY(bool storesValues MEMBER m_storesValues FINAL)
 
 public:
     Q_INVOKABLE void updateValue(const QString &key, const QVariant &value)
@@ -25,7 +23,7 @@ public:
         // "bool", "QColor").
         m_calls.append(QVariantMap{{"key", key}, {"value", value}, {"type", value.typeName()}});
         // The real controller ignores keys it does not hold.
-        if (m_storesValues && m_config.contains(key)) {
+        if (m_config.contains(key)) {
             m_config.insert(key, value);
             emit configChanged();
         }
@@ -44,7 +42,6 @@ public:
         m_config = config;
         m_calls.clear();
         m_quitCount = 0;
-        m_storesValues = true;
         emit configChanged();
         emit callsChanged();
     }
@@ -57,7 +54,6 @@ private:
     QVariantMap m_config;
     QVariantList m_calls;
     int m_quitCount = 0;
-    bool m_storesValues = true;
 };
 
 class Setup : public QObject

@@ -1,73 +1,19 @@
 #pragma once
 
-// Runs the real vorahost and reads what it says (JSON lines on stdout, logs
-// on stderr), what it stores (a configuration database) and what the
-// plug-in keeps (the snapshot file). Shared by the host and config editor
-// tests.
+// Runs the real vorahost from a copy of the bundle and reads what it says:
+// JSON lines on stdout, logs on stderr. Shared by the end-to-end tests.
 
-#include <QDir>
+#include "PluginHarness.h"
+
 #include <QDirIterator>
 #include <QElapsedTimer>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QTemporaryDir>
 
 #include <functional>
 
-#include <sqlite3.h>
-
 namespace HostTest {
-
-// Runs one statement on a SQLite file through a connection of its own; the
-// rows it returns, fields joined by '|' (NULL as empty text).
-inline QStringList sql(const QString &file, const QString &statement)
-{
-    QStringList rows;
-    sqlite3 *db = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READWRITE, nullptr)
-        == SQLITE_OK) {
-        sqlite3_busy_timeout(db, 5000);
-        sqlite3_stmt *stmt = nullptr;
-        sqlite3_prepare_v2(db, statement.toUtf8().constData(), -1, &stmt, nullptr);
-        while (stmt && sqlite3_step(stmt) == SQLITE_ROW) {
-            QStringList fields;
-            for (int i = 0; i < sqlite3_column_count(stmt); ++i)
-                fields.append(
-                        QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, i))));
-            rows.append(fields.join('|'));
-        }
-        sqlite3_finalize(stmt);
-    }
-    sqlite3_close(db);
-    return rows;
-}
-
-// A stored value and its SQLite type, "1|integer", "true|text"; empty for a
-// missing row.
-inline QString value(const QString &file, const QString &table, const QString &key)
-{
-    return sql(file,
-               QStringLiteral("select value, typeof(value) from \"%1\" where key = '%2'").arg(table, key))
-            .value(0);
-}
-
-// The schema and every row with its stored type: anything a statement could
-// have changed.
-inline QStringList dump(const QString &file)
-{
-    QStringList result = sql(file, QStringLiteral("select type, name, sql from sqlite_master order by name"));
-    for (const QString &entry : QStringList(result)) {
-        if (entry.startsWith(QLatin1String("table|")))
-            result += sql(file,
-                          QStringLiteral("select '%1', key, quote(value), typeof(value), comment "
-                                         "from \"%1\" order by key")
-                                  .arg(entry.section('|', 1, 1)));
-    }
-    return result;
-}
 
 inline QByteArray step(const QJsonObject &object)
 {
@@ -85,24 +31,24 @@ inline bool isCmd(const QJsonObject &line, const QString &from, const QString &c
 }
 
 // A copy of build/bundle without its database and snapshot folder: each run
-// starts from the shipped sample, as on a fresh installation.
+// starts as on a fresh installation, with "<exe dir>/../Resources" of its own.
 class Bundle
 {
 public:
     Bundle()
     {
         const QString source = QStringLiteral(VORA_BUNDLE_DIR);
-        QDirIterator it(source, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        QDirIterator it(source, QDir::Files, QDirIterator::Subdirectories);
         m_ok = m_dir.isValid();
         while (m_ok && it.hasNext()) {
-            const QString file = it.next();
-            const QString relative = QDir(source).relativeFilePath(file);
+            const QString relative = QDir(source).relativeFilePath(it.next());
             if (relative.startsWith(QLatin1String("Resources/res/"))
                 || relative.startsWith(QLatin1String("Resources/ScanSets/")))
                 continue;
             const QString target = m_dir.filePath(relative);
             QDir().mkpath(QFileInfo(target).absolutePath());
-            m_ok = QFile::copy(file, target) && QFile::setPermissions(target, QFile::permissions(file));
+            m_ok = QFile::copy(it.filePath(), target)
+                    && QFile::setPermissions(target, QFile::permissions(it.filePath()));
         }
     }
 
@@ -116,15 +62,7 @@ public:
     }
     QString value(const QString &table, const QString &key) const
     {
-        return HostTest::value(database(), table, key);
-    }
-
-    // The snapshot's top-level object; empty when there is no file.
-    QJsonValue readSnapshot() const
-    {
-        QFile file(snapshot());
-        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
-                                              : QJsonObject();
+        return VoraTest::value(database(), table, key);
     }
 
 private:
@@ -132,8 +70,8 @@ private:
     bool m_ok = false;
 };
 
-// One run of vorahost. With script "-" the test feeds steps through
-// standard input and watches the output between them.
+// One run of vorahost. With script "-" the test feeds steps through standard
+// input and watches the output between them.
 class Run
 {
 public:
@@ -142,26 +80,17 @@ public:
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         // A private runtime folder keeps Qt's complaint about a missing one
-        // off stderr.
+        // off stderr; Qt Quick's software renderer keeps GL drivers (which
+        // leak and deadlock under the sanitizers) out.
         env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_runtime.path());
         env.remove(QStringLiteral("QT_MESSAGE_PATTERN"));
-        // Qt Quick's software renderer, on the X server too: clicks, frame
-        // closes and grabs still go through the window system, and no GL
-        // driver is loaded (under the sanitizers, Mesa's driver leaks at exit
-        // and deadlocks ASan's slow unwinder).
         if (!env.contains(QStringLiteral("QT_QUICK_BACKEND")))
             env.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
         m_process.setProcessEnvironment(env);
         m_process.setWorkingDirectory(workingDirectory);
     }
 
-    ~Run()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
+    ~Run() { kill(); }
 
     void start(const QStringList &arguments = {QStringLiteral("--script"), QStringLiteral("-")})
     {
@@ -206,18 +135,24 @@ public:
 
     int waitForExit(int timeoutMs = 20000)
     {
-        QElapsedTimer timer;
-        timer.start();
-        while (m_process.state() != QProcess::NotRunning && timer.elapsed() < timeoutMs)
-            m_process.waitForFinished(100);
-        collect();
+        waitForLine([](const QJsonObject &) { return false; }, timeoutMs);
         return m_process.state() == QProcess::NotRunning && m_process.exitStatus() == QProcess::NormalExit
                 ? m_process.exitCode()
                 : -1;
     }
 
-    // Waits until an output line satisfies predicate; returns its index or -1.
-    int waitForLine(const std::function<bool(const QJsonObject &)> &predicate, int timeoutMs = 10000)
+    // SIGKILL; true when the host was running and died of it.
+    bool kill()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return false;
+        m_process.kill();
+        return m_process.waitForFinished(5000) && m_process.exitStatus() == QProcess::CrashExit;
+    }
+
+    // Waits until an output line satisfies predicate; returns its index, or
+    // -1 when the host ended or the time ran out.
+    int waitForLine(const std::function<bool(const QJsonObject &)> &predicate, int timeoutMs = 20000)
     {
         QElapsedTimer timer;
         timer.start();
@@ -250,10 +185,9 @@ public:
     {
         QList<QJsonObject> result;
         for (const QJsonObject &line : lines) {
-            const QJsonObject param = line["param"].toObject();
             if (line.contains("from") && (from.isEmpty() || line["from"].toString() == from)
-                && (cmd.isEmpty() || param["cmd"].toString() == cmd))
-                result.append(param);
+                && (cmd.isEmpty() || line["param"]["cmd"].toString() == cmd))
+                result.append(line["param"].toObject());
         }
         return result;
     }

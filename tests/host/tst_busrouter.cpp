@@ -6,7 +6,6 @@
 #include "BusRouter.h"
 #include "ConfigDatabase.h"
 #include "DatabaseService.h"
-#include "HostRun.h"
 
 #include <PluginHarness.h>
 #include <VoraBox.h>
@@ -82,10 +81,7 @@ Item {
         return page;
     }
 
-    QString value(const QString &table, const QString &key)
-    {
-        return HostTest::value(db.fileName(), table, key);
-    }
+    QString value(const QString &table, const QString &key) { return db.value(table, key); }
 
     VoraTest::TempDatabase db{ConfigDatabase::sampleSql()};
     DatabaseService service{db.fileName()};

@@ -1,5 +1,6 @@
-// End-to-end: the real vorahost, from a copied bundle, with the real plug-in
-// and a real configuration database, driven by its script interface.
+// vorahost as a program: its script lines, plug-ins it must refuse, its
+// database option and its answer when there is no display. The developer
+// mode and the config editor each have their own end-to-end pass.
 
 #include "HostRun.h"
 
@@ -10,24 +11,6 @@ using namespace HostTest;
 namespace {
 
 const QByteArray kEnable = R"({"deliver": {"cmd": "enableDeveloperMode", "enabled": true}})";
-const QByteArray kDisable = R"({"deliver": {"cmd": "enableDeveloperMode", "enabled": false}})";
-const QByteArray kShowView = R"({"deliver": {"module": "DeveloperMode", "cmd": "showDeveloperModeView"}})";
-
-QByteArray setInDeveloperMode(const QString &key, const QString &value)
-{
-    return step(evalStep("开发者模式",
-                         QString("$developerModeController.updateValue('%1', %2)").arg(key, value)));
-}
-
-bool isSettingsAll(const QJsonObject &line)
-{
-    return isCmd(line, "plugin", "developerModeSettingChanged") && line["param"]["changedKey"] == "all";
-}
-
-bool isRollbackAnswer(const QJsonObject &line)
-{
-    return isCmd(line, "host", "developerModeQuerySettingResp");
-}
 
 } // namespace
 
@@ -36,7 +19,6 @@ class tst_VoraHost : public QObject
     Q_OBJECT
 
 private slots:
-    void enterChangeAndLeave();
     void badScriptLine_data();
     void badScriptLine();
     void pluginThatFailsToLoad_data();
@@ -45,75 +27,6 @@ private slots:
     void databaseOption();
     void noDisplayExplainsHowToRun();
 };
-
-void tst_VoraHost::enterChangeAndLeave()
-{
-    Bundle bundle;
-    QVERIFY(bundle.isValid());
-    {
-        // A first run makes the database from the sample.
-        Run make(bundle);
-        make.start();
-        QCOMPARE(make.finish(), 0);
-        QVERIFY(make.errorOutput().contains("created the configuration database"));
-    }
-    sql(bundle.database(), "UPDATE scan SET value = 7 WHERE key = 'rollbackFrame'");
-    QCOMPARE(bundle.value("scan", "rollbackFrame"), QString("7|integer"));
-
-    Run run(bundle);
-    run.start();
-    run.send(kEnable);
-    // The developer mode loads its settings a second after it is switched on;
-    // the host answers its query on a later turn: after the full settings
-    // that the plug-in publishes in the same turn as its query.
-    const int answer = run.waitForLine(isRollbackAnswer);
-    QVERIFY(answer >= 0);
-    QCOMPARE(run.lines().at(answer)["param"].toObject(),
-             (QJsonObject{{"cmd", "developerModeQuerySettingResp"},
-                          {"module", "DeveloperMode"},
-                          {"key", "rollbackFrame"},
-                          {"value", 7}}));
-    const int query = run.waitForLine(
-            [](const QJsonObject &l) { return isCmd(l, "plugin", "developerModeQuerySetting"); });
-    const int all = run.waitForLine(isSettingsAll);
-    QVERIFY(query >= 0 && query < all && all < answer);
-    // The host remembers the developer mode for the next start, as a bool.
-    QCOMPARE(bundle.value("config", "developerModeEnabled"), QString("true|text"));
-    QTRY_COMPARE(bundle.readSnapshot()["last"]["rollbackFrame"].toInt(), 7);
-    QCOMPARE(bundle.readSnapshot()["init"]["rollbackFrame"].toInt(), 7);
-
-    run.send(kShowView);
-    run.send(R"({"wait": 200})");
-    run.send(setInDeveloperMode("enableSaveScanImage", "true"));
-    run.send(setInDeveloperMode("rollbackFrame", "12"));
-    run.send(step(evalStep("开发者模式", "$developerModeController.config.enableSaveScanImage")));
-    QVERIFY(run.waitForLine([](const QJsonObject &line) { return line["eval"] == true; }) >= 0);
-    QCOMPARE(bundle.value("scan", "IRSpeckle.If_Save_Pic"), QString("1|integer"));
-    QTRY_COMPARE(bundle.value("scan", "rollbackFrame"), QString("12|integer"));
-    QCOMPARE(bundle.readSnapshot()["last"]["enableSaveScanImage"], QJsonValue(true));
-    QCOMPARE(bundle.readSnapshot()["init"]["enableSaveScanImage"], QJsonValue(false));
-
-    run.send(kDisable);
-    QCOMPARE(run.finish(), 0);
-    // Standard output is JSON lines only.
-    for (int i = 0; i < run.rawLines().size(); ++i)
-        QVERIFY2(!run.lines().at(i).isEmpty(), qPrintable(run.rawLines().at(i)));
-
-    // Leaving: the values from before are back, announced, and the snapshot
-    // is gone.
-    QCOMPARE(bundle.value("scan", "IRSpeckle.If_Save_Pic"), QString("0|integer"));
-    QCOMPARE(bundle.value("scan", "rollbackFrame"), QString("7|integer"));
-    QCOMPARE(bundle.value("config", "developerModeEnabled"), QString("false|text"));
-    QVERIFY(!QFile::exists(bundle.snapshot()));
-    const QList<QJsonObject> fromPlugin = run.messages("plugin");
-    QVERIFY(fromPlugin.size() >= 2);
-    const QJsonObject restored = fromPlugin.at(fromPlugin.size() - 2);
-    QVERIFY(isSettingsAll({{"from", "plugin"}, {"param", restored}}));
-    QCOMPARE(restored["settings"]["enableSaveScanImage"], QJsonValue(false));
-    // Colours travel as text names.
-    QCOMPARE(restored["settings"]["pseudo_color_bound_1"], QJsonValue("#0000ff"));
-    QCOMPARE(fromPlugin.last(), (QJsonObject{{"cmd", "developerModeEnabledChanged"}, {"enabled", false}}));
-}
 
 void tst_VoraHost::badScriptLine_data()
 {
@@ -193,7 +106,7 @@ void tst_VoraHost::databaseOption_data()
     QTest::addColumn<QString>("message");
     QTest::newRow("new file in a new folder")
             << "elsewhere/deeper/my.db" << 0 << "created the configuration database";
-    QTest::newRow("a folder") << "Resources" << 1 << "is not a file";
+    QTest::newRow("a folder") << "bin" << 1 << "is not a file";
 }
 
 void tst_VoraHost::databaseOption()
@@ -217,7 +130,7 @@ void tst_VoraHost::databaseOption()
     // The plug-in worked on the same file: the host's store of the developer
     // mode landed there.
     if (exitCode == 0)
-        QCOMPARE(value(file, "config", "developerModeEnabled"), QString("true|text"));
+        QCOMPARE(VoraTest::value(file, "config", "developerModeEnabled"), QString("true|text"));
 }
 
 void tst_VoraHost::noDisplayExplainsHowToRun()

@@ -1,18 +1,75 @@
-// The controller the host creates: start-up, dispatch through its handler
-// table, hand-on to sub-controllers, and forwarding of their messages.
+// The controller the host creates, through the real plug-in: its start-up
+// timer, the meta-objects QML and the host see, dispatch through its handler
+// table, hand-on to the sub-controllers and forwarding of their messages.
 
 #include "LogCollector.h"
 #include "PluginHarness.h"
 
+#include <QElapsedTimer>
+#include <QMetaMethod>
 #include <QtTest>
 
 namespace {
 
 const char NotifySignal[] = SIGNAL(notifySubscribeData(QString, QString, QString, QVariantMap, QString));
+const QString Schema = VoraTest::TempDatabase::tableSql({"config", "ui", "calibration", "scan"});
+const QString StoredOn = "INSERT INTO config VALUES ('developerModeEnabled', 'true', '');";
 
-QVariantMap msg(std::initializer_list<std::pair<const QString, QVariant>> entries)
+QVariantMap command(const char *cmd, const char *flag, const QVariant &value)
 {
-    return QVariantMap(entries);
+    QVariantMap param{{"cmd", cmd}};
+    if (value.isValid())
+        param.insert(flag, value);
+    return param;
+}
+QVariantMap enable(const QVariant &on)
+{
+    return command("enableDeveloperMode", "enabled", on);
+}
+QVariantMap showEditor(const QVariant &visible)
+{
+    return command("showConfigEditor", "visible", visible);
+}
+QVariantMap enabledChanged(bool on)
+{
+    return {{"cmd", "developerModeEnabledChanged"}, {"enabled", on}};
+}
+
+// A method as declared: access, kind, result and signature with parameter
+// names; a property with its type, flags and notify signal; a class with its
+// base and how many members of each kind it adds.
+QString describe(const QMetaMethod &m)
+{
+    const char *access[] = {"private", "protected", "public"};
+    const char *kind[] = {"method", "signal", "slot", "constructor"};
+    QStringList parameters;
+    for (int i = 0; i < m.parameterCount(); ++i)
+        parameters << m.parameterTypes().at(i) + ' ' + m.parameterNames().at(i);
+    return QStringLiteral("%1 %2 %3 %4(%5)")
+            .arg(access[m.access()], kind[m.methodType()], m.typeName(), m.name(), parameters.join(", "));
+}
+QString describe(const QMetaProperty &p)
+{
+    QStringList flags{p.name(), p.typeName()};
+    const QList<QPair<bool, const char *>> all = {
+            {p.isReadable(), "read"},     {p.isWritable(), "write"},
+            {p.isResettable(), "reset"},  {p.isDesignable(), "designable"},
+            {p.isScriptable(), "script"}, {p.isStored(), "stored"},
+            {p.isUser(), "user"},         {p.isConstant(), "constant"},
+            {p.isFinal(), "final"}};
+    for (const auto &flag : all)
+        flags << (flag.first ? "" : "!") + QString(flag.second);
+    return flags.join(' ') + " notify " + p.notifySignal().name();
+}
+QString describe(const QMetaObject *mo)
+{
+    return QStringLiteral("%1: %2 methods, %3 properties, %4 enums, %5 class infos, %6 constructors")
+            .arg(mo->superClass()->className())
+            .arg(mo->methodCount() - mo->methodOffset())
+            .arg(mo->propertyCount() - mo->propertyOffset())
+            .arg(mo->enumeratorCount() - mo->enumeratorOffset())
+            .arg(mo->classInfoCount() - mo->classInfoOffset())
+            .arg(mo->constructorCount());
 }
 
 } // namespace
@@ -23,280 +80,327 @@ class tst_ApplicationToolsController : public QObject
 
 private slots:
     void initTestCase();
-    void beforeInitEverythingIsHandedOn();
+    void metaObjects_data();
+    void metaObjects();
+    void startsTenMillisecondsAfterItIsMade();
+    void destroyedBeforeItsStartRunsNothing();
+    void restoresDeveloperModeAtStart_data();
+    void restoresDeveloperModeAtStart();
     void handOnCarriesAllFields_data();
     void handOnCarriesAllFields();
     void developerModeSwitch();
     void subControllerMessages_data();
     void subControllerMessages();
-    void restoresDeveloperModeAtStart_data();
-    void restoresDeveloperModeAtStart();
     void configEditorCommand();
-    void developerModeIsProcessWide();
+    void oneOfEachPerProcess_data();
+    void oneOfEachPerProcess();
 
 private:
-    QString m_dbSchema;
+    QHash<QByteArray, const QMetaObject *> m_metaObjects;
 };
 
 void tst_ApplicationToolsController::initTestCase()
 {
-    m_dbSchema = VoraTest::TempDatabase::tableSql({QStringLiteral("config"), QStringLiteral("ui"),
-                                                   QStringLiteral("calibration"), QStringLiteral("scan")});
+    // The meta-objects of the classes built into the plug-in, read from live
+    // objects; they stay valid while the plug-in is loaded.
+    VoraTest::TempDatabase db(Schema);
+    VoraTest::Controller controller;
+    QVERIFY2(controller.isValid() && controller.waitUntilStarted(), qPrintable(controller.errorString()));
+    controller.deliver(enable(true));
+    controller.deliver(showEditor(true));
+    for (const QObject *object :
+         {static_cast<QObject *>(VoraTest::factory()), static_cast<QObject *>(controller.object()),
+          controller.child("DeveloperModeController"), controller.child("ConfigEditorController")}) {
+        QVERIFY(object);
+        m_metaObjects.insert(object->metaObject()->className(), object->metaObject());
+    }
+    controller.deliver(enable(false));
+    controller.deliver(showEditor(false));
 }
 
-void tst_ApplicationToolsController::beforeInitEverythingIsHandedOn()
+void tst_ApplicationToolsController::metaObjects_data()
 {
-    VoraTest::TempDatabase db(m_dbSchema);
+    QTest::addColumn<QByteArray>("className");
+    QTest::addColumn<QString>("member"); // "class", "method N" or "property N"
+    QTest::addColumn<QString>("declared");
+    auto row = [](const char *className, const char *member, const char *declared) {
+        QTest::addRow("%s %s", className, member) << QByteArray(className) << member << declared;
+    };
+    row("ApplicationToolsFactoryImp", "class",
+        "CommonLib::VoraFactory: 0 methods, 0 properties, 0 enums, 0 class infos, 0 constructors");
+    row("ApplicationToolsController", "class",
+        "CommonLib::VoraQObject: 1 methods, 0 properties, 0 enums, 0 class infos, 0 constructors");
+    row("ApplicationToolsController", "method 0",
+        "public signal void notifySubscribeData(QString topic, QString type, QString event, QVariantMap "
+        "param, "
+        "QString module)");
+    row("DeveloperModeController", "class",
+        "QObject: 4 methods, 1 properties, 0 enums, 0 class infos, 0 constructors");
+    row("DeveloperModeController", "method 0", "public signal void publish(QVariantMap param)");
+    row("DeveloperModeController", "method 1", "public signal void configChanged()");
+    row("DeveloperModeController", "method 2", "public method void updateValue(QString key, QVariant value)");
+    row("DeveloperModeController", "method 3", "public method void quitDeveloperMode()");
+    row("DeveloperModeController", "property 0",
+        "config QVariantMap read !write !reset designable script stored !user !constant final notify "
+        "configChanged");
+    row("ConfigEditorController", "class",
+        "QObject: 1 methods, 0 properties, 0 enums, 0 class infos, 0 constructors");
+    row("ConfigEditorController", "method 0", "public signal void publish(QVariantMap param)");
+}
+
+void tst_ApplicationToolsController::metaObjects()
+{
+    QFETCH(QByteArray, className);
+    QFETCH(QString, member);
+    QFETCH(QString, declared);
+    const QMetaObject *mo = m_metaObjects.value(className);
+    QVERIFY(mo);
+    const int index = member.section(' ', 1).toInt();
+    if (member == "class")
+        QCOMPARE(describe(mo), declared);
+    else if (member.startsWith("method"))
+        QCOMPARE(describe(mo->method(mo->methodOffset() + index)), declared);
+    else
+        QCOMPARE(describe(mo->property(mo->propertyOffset() + index)), declared);
+}
+
+// The bus records the time of every message as it is published.
+void tst_ApplicationToolsController::startsTenMillisecondsAfterItIsMade()
+{
+    VoraTest::TempDatabase db(Schema + StoredOn);
+    QElapsedTimer clock;
+    clock.start();
     VoraTest::Controller controller;
     QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
-    QSignalSpy notified(controller.object(), NotifySignal);
-    QVERIFY(notified.isValid());
+    QSignalSpy handedOn(controller.object(), NotifySignal);
+    QList<qint64> publishedAt;
+    int handedOnAtRestore = -1;
+    connect(&controller.box(), &CommonLib::VoraBox::messagePublished, this, [&] {
+        publishedAt << clock.elapsed();
+        // The developer mode comes back before the config editor command
+        // is known: right now it is still handed on.
+        const int before = handedOn.count();
+        controller.deliver(showEditor(false));
+        handedOnAtRestore = handedOn.count() - before;
+    });
 
-    // The table is empty until the 10 ms timer has run.
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    QCOMPARE(notified.count(), 1);
-    QCOMPARE(notified.at(0).at(3).toMap().value("cmd").toString(), QStringLiteral("enableDeveloperMode"));
-    QVERIFY(controller.published().isEmpty());
-    QVERIFY(!controller.child("DeveloperModeController"));
-
-    // Afterwards the same command is the controller's own.
-    QTest::qWait(30);
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    QCOMPARE(notified.count(), 1);
+    // Before the first turn of the event loop the table is empty: even the
+    // controller's own command is handed on.
+    QCOMPARE(controller.deliver(enable(false)), 0);
+    QCOMPARE(handedOn.count(), 1);
+    QTRY_COMPARE(publishedAt.size(), 1);
+    QVERIFY2(publishedAt.first() >= 10, qPrintable(QString::number(publishedAt.first())));
+    QCOMPARE(controller.published(), QList<QVariantMap>{enabledChanged(true)});
+    QCOMPARE(handedOnAtRestore, 1);
     QVERIFY(controller.child("DeveloperModeController"));
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
+    const int before = handedOn.count();
+    controller.deliver(showEditor(false));
+    QCOMPARE(handedOn.count(), before);
 }
 
-void tst_ApplicationToolsController::handOnCarriesAllFields_data()
+// Its timer is bound to it: a controller gone before the timer fires never
+// restores the developer mode, so the next one does.
+void tst_ApplicationToolsController::destroyedBeforeItsStartRunsNothing()
 {
-    QTest::addColumn<QVariantMap>("param");
-    QTest::addColumn<QString>("module");
-    QTest::newRow("no module") << msg({{"cmd", "showDeveloperModeView"}}) << QString("");
-    QTest::newRow("module") << msg({{"cmd", "x"}, {"module", "DeveloperMode"}})
-                            << QStringLiteral("DeveloperMode");
-    QTest::newRow("no cmd") << msg({{"module", "scan"}, {"value", 3}}) << QStringLiteral("scan");
-    QTest::newRow("cmd case differs")
-            << msg({{"cmd", "EnableDeveloperMode"}, {"enabled", true}}) << QString("");
-    QTest::newRow("numeric module") << msg({{"cmd", "y"}, {"module", 7}}) << QStringLiteral("7");
-}
-
-void tst_ApplicationToolsController::handOnCarriesAllFields()
-{
-    QFETCH(QVariantMap, param);
-    QFETCH(QString, module);
-    VoraTest::TempDatabase db(m_dbSchema);
+    VoraTest::TempDatabase db(Schema + StoredOn);
+    {
+        VoraTest::Controller doomed;
+        QVERIFY(doomed.isValid());
+    }
     VoraTest::Controller controller;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
-    QTest::qWait(30);
-    QSignalSpy notified(controller.object(), NotifySignal);
-
-    QCOMPARE(controller.object()->box()->deliver(controller.object(), "topic", "type", "event", param), 0);
-    QCOMPARE(notified.count(), 1);
-    const QList<QVariant> args = notified.takeFirst();
-    QCOMPARE(args.at(0).toString(), QStringLiteral("topic"));
-    QCOMPARE(args.at(1).toString(), QStringLiteral("type"));
-    QCOMPARE(args.at(2).toString(), QStringLiteral("event"));
-    QCOMPARE(args.at(3).toMap(), param);
-    QCOMPARE(args.at(4).toString(), module);
-    QVERIFY(controller.published().isEmpty());
-    QVERIFY(!controller.child("DeveloperModeController"));
-}
-
-void tst_ApplicationToolsController::developerModeSwitch()
-{
-    VoraTest::TempDatabase db(m_dbSchema);
-    VoraTest::Controller controller;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
-    QTest::qWait(30);
-    QSignalSpy notified(controller.object(), NotifySignal);
-
-    // Off while off: nothing.
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
-    QVERIFY(controller.published().isEmpty());
-
-    // On twice: one controller, one announcement.
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    QObject *first = controller.child("DeveloperModeController");
-    QVERIFY(first);
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", "true"}}));
-    QCOMPARE(controller.child("DeveloperModeController"), first);
-    QCOMPARE(controller.published(),
-             QList<QVariantMap>{msg({{"cmd", "developerModeEnabledChanged"}, {"enabled", true}})});
-    const auto message = controller.box().messages().first();
-    QVERIFY(message.topic.isEmpty() && message.type.isEmpty() && message.event.isEmpty());
-    QVERIFY(!message.flag);
-    QVERIFY(!message.payload);
-    QCOMPARE(message.sender, QStringLiteral("ApplicationToolsController"));
-    QCOMPARE(notified.count(), 0);
-
-    // Off without "enabled": deleted later, announced at once; switching on
-    // again right away makes a new one although the old one still exists.
-    controller.box().clearMessages();
-    QPointer<QObject> old(first);
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}}));
-    QVERIFY(old);
-    QCOMPARE(controller.published().last(),
-             msg({{"cmd", "developerModeEnabledChanged"}, {"enabled", false}}));
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    QCOMPARE(controller.published().last(), msg({{"cmd", "developerModeEnabledChanged"}, {"enabled", true}}));
-    QVERIFY(old);
-    QTRY_VERIFY(!old);
+    QTRY_COMPARE(controller.published(), QList<QVariantMap>{enabledChanged(true)});
     QVERIFY(controller.child("DeveloperModeController"));
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
-}
-
-void tst_ApplicationToolsController::subControllerMessages_data()
-{
-    QTest::addColumn<QVariantMap>("sent");
-    QTest::addColumn<bool>("reachesBus");
-    QTest::addColumn<bool>("developerModeStaysOn");
-    QTest::newRow("foreign command is published")
-            << msg({{"cmd", "developerModeQuerySetting"}, {"key", "rollbackFrame"}}) << true << true;
-    QTest::newRow("no cmd is published") << msg({{"key", "x"}}) << true << true;
-    QTest::newRow("config editor command runs locally")
-            << msg({{"cmd", "showConfigEditor"}, {"visible", false}}) << false << true;
-    QTest::newRow("switch-off runs locally")
-            << msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}) << false << false;
-}
-
-void tst_ApplicationToolsController::subControllerMessages()
-{
-    QFETCH(QVariantMap, sent);
-    QFETCH(bool, reachesBus);
-    QFETCH(bool, developerModeStaysOn);
-
-    VoraTest::TempDatabase db(m_dbSchema);
-    VoraTest::Controller controller;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
-    QTest::qWait(30);
-    controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    QObject *developerMode = controller.child("DeveloperModeController");
-    QVERIFY(developerMode);
-    controller.box().clearMessages();
-
-    // The sub-controller speaks through its publish signal.
-    QVERIFY(QMetaObject::invokeMethod(developerMode, "publish", Q_ARG(QVariantMap, sent)));
-
-    const QList<QVariantMap> published = controller.published();
-    QCOMPARE(published.contains(sent), reachesBus);
-    for (const QVariantMap &p : published) {
-        // Commands of the controller itself never reach the bus.
-        QVERIFY(p.value("cmd") != QLatin1String("enableDeveloperMode"));
-        QVERIFY(p.value("cmd") != QLatin1String("showConfigEditor"));
-    }
-    if (reachesBus) {
-        const auto message = controller.box().messages().last();
-        QVERIFY(message.topic.isEmpty() && message.type.isEmpty() && message.event.isEmpty());
-    }
-    if (developerModeStaysOn) {
-        QVERIFY(controller.child("DeveloperModeController"));
-        controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
-    } else {
-        QCOMPARE(published.last(), msg({{"cmd", "developerModeEnabledChanged"}, {"enabled", false}}));
-    }
 }
 
 void tst_ApplicationToolsController::restoresDeveloperModeAtStart_data()
 {
     QTest::addColumn<QString>("rows");
     QTest::addColumn<bool>("restored");
-    QTest::newRow("stored true as text")
-            << QStringLiteral("INSERT INTO config VALUES ('developerModeEnabled','true','');") << true;
-    QTest::newRow("stored 1") << QStringLiteral("INSERT INTO config VALUES ('developerModeEnabled',1,'');")
-                              << true;
-    QTest::newRow("stored false") << QStringLiteral(
-            "INSERT INTO config VALUES ('developerModeEnabled','false','');")
-                                  << false;
+    QTest::newRow("true as text") << StoredOn << true;
+    QTest::newRow("1") << "INSERT INTO config VALUES ('developerModeEnabled', 1, '');" << true;
+    QTest::newRow("false as text") << "INSERT INTO config VALUES ('developerModeEnabled', 'false', '');"
+                                   << false;
     QTest::newRow("missing key") << QString() << false;
-    QTest::newRow("other table") << QStringLiteral(
-            "INSERT INTO ui VALUES ('developerModeEnabled','true','');")
-                                 << false;
+    QTest::newRow("other table") << "INSERT INTO ui VALUES ('developerModeEnabled', 'true', '');" << false;
 }
 
 void tst_ApplicationToolsController::restoresDeveloperModeAtStart()
 {
     QFETCH(QString, rows);
     QFETCH(bool, restored);
-    VoraTest::TempDatabase db(m_dbSchema + rows);
+    VoraTest::TempDatabase db(Schema + rows);
     QVERIFY2(db.isValid(), qPrintable(db.errorString()));
     VoraTest::Controller controller;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
+    QVERIFY(controller.waitUntilStarted());
+    QCOMPARE(controller.published(),
+             restored ? QList<QVariantMap>{enabledChanged(true)} : QList<QVariantMap>());
+    QCOMPARE(controller.child("DeveloperModeController") != nullptr, restored);
+}
 
-    QVERIFY(controller.published().isEmpty()); // nothing before the event loop
-    QTest::qWait(50);
-    if (restored) {
-        QCOMPARE(controller.published().value(0),
-                 msg({{"cmd", "developerModeEnabledChanged"}, {"enabled", true}}));
-        QVERIFY(controller.child("DeveloperModeController"));
-        controller.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
-    } else {
-        QVERIFY(controller.published().isEmpty());
-        QVERIFY(!controller.child("DeveloperModeController"));
+void tst_ApplicationToolsController::handOnCarriesAllFields_data()
+{
+    QTest::addColumn<QVariantMap>("param");
+    QTest::addColumn<QString>("module");
+    QTest::newRow("no module") << QVariantMap{{"cmd", "showDeveloperModeView"}} << "";
+    QTest::newRow("module") << QVariantMap{{"cmd", "x"}, {"module", "DeveloperMode"}} << "DeveloperMode";
+    QTest::newRow("no cmd") << QVariantMap{{"module", "scan"}, {"value", 3}} << "scan";
+    QTest::newRow("cmd case differs") << QVariantMap{{"cmd", "EnableDeveloperMode"}, {"enabled", true}} << "";
+    QTest::newRow("numeric module") << QVariantMap{{"cmd", "y"}, {"module", 7}} << "7";
+}
+
+void tst_ApplicationToolsController::handOnCarriesAllFields()
+{
+    QFETCH(QVariantMap, param);
+    QFETCH(QString, module);
+    VoraTest::TempDatabase db(Schema);
+    VoraTest::Controller controller;
+    QVERIFY(controller.waitUntilStarted());
+    QSignalSpy handedOn(controller.object(), NotifySignal);
+
+    QCOMPARE(controller.box().deliver(controller.object(), "topic", "type", "event", param), 0);
+    QCOMPARE(handedOn.count(), 1);
+    QCOMPARE(handedOn.first(), QVariantList({"topic", "type", "event", param, module}));
+    QVERIFY(controller.published().isEmpty());
+    QVERIFY(!controller.child("DeveloperModeController"));
+}
+
+void tst_ApplicationToolsController::developerModeSwitch()
+{
+    VoraTest::TempDatabase db(Schema);
+    VoraTest::Controller controller;
+    QVERIFY(controller.waitUntilStarted());
+    QSignalSpy handedOn(controller.object(), NotifySignal);
+
+    // Off while off: nothing.
+    QCOMPARE(controller.deliver(enable(false)), 0);
+    QVERIFY(controller.published().isEmpty());
+
+    // On twice: one developer mode, one announcement, in the plug-in's
+    // envelope: empty topic, type and event, flag false, no payload.
+    QCOMPARE(controller.deliver(enable(true)), 0);
+    QPointer<QObject> first = controller.child("DeveloperModeController");
+    QVERIFY(first);
+    controller.deliver(enable("true"));
+    QCOMPARE(controller.child("DeveloperModeController"), first.data());
+    QCOMPARE(controller.published(), QList<QVariantMap>{enabledChanged(true)});
+    const CommonLib::VoraBusMessage message = controller.box().messages().first();
+    QCOMPARE(QStringList({message.topic, message.type, message.event, message.sender}),
+             QStringList({"", "", "", "ApplicationToolsController"}));
+    QVERIFY(!message.flag && !message.payload);
+    QCOMPARE(handedOn.count(), 0);
+
+    // Off without "enabled": deleted later, announced at once; on again at
+    // once makes a new one although the old one still exists.
+    controller.deliver(enable(QVariant()));
+    QVERIFY(first);
+    controller.deliver(enable(true));
+    QCOMPARE(controller.published().mid(2),
+             QList<QVariantMap>({enabledChanged(false), enabledChanged(true)}));
+    QVERIFY(first);
+    QTRY_VERIFY(!first);
+    QVERIFY(controller.child("DeveloperModeController"));
+}
+
+void tst_ApplicationToolsController::subControllerMessages_data()
+{
+    QTest::addColumn<QVariantMap>("sent");
+    QTest::addColumn<QStringList>("published");
+    QTest::newRow("foreign command is published")
+            << QVariantMap{{"cmd", "developerModeQuerySetting"}, {"key", "rollbackFrame"}}
+            << QStringList{"developerModeQuerySetting"};
+    QTest::newRow("no cmd is published") << QVariantMap{{"key", "x"}} << QStringList{""};
+    QTest::newRow("config editor command runs here") << showEditor(false) << QStringList();
+    QTest::newRow("switch-off runs here")
+            << enable(false) << QStringList{"developerModeSettingChanged:all", "developerModeEnabledChanged"};
+}
+
+void tst_ApplicationToolsController::subControllerMessages()
+{
+    QFETCH(QVariantMap, sent);
+    QFETCH(QStringList, published);
+    VoraTest::TempDatabase db(Schema);
+    VoraTest::Controller controller;
+    QVERIFY(controller.waitUntilStarted());
+    controller.deliver(enable(true));
+    QObject *developerMode = controller.child("DeveloperModeController");
+    QVERIFY(developerMode);
+    controller.box().clearMessages();
+
+    // The sub-controller speaks through its publish signal.
+    QVERIFY(QMetaObject::invokeMethod(developerMode, "publish", Q_ARG(QVariantMap, sent)));
+    QCOMPARE(controller.publishedCommands(), published);
+    if (!published.isEmpty() && published.first() == sent.value("cmd").toString()) {
+        const CommonLib::VoraBusMessage message = controller.box().messages().first();
+        QCOMPARE(message.param, sent);
+        QVERIFY(message.topic.isEmpty() && message.type.isEmpty() && message.event.isEmpty()
+                && !message.flag);
     }
 }
 
 void tst_ApplicationToolsController::configEditorCommand()
 {
-    VoraTest::TempDatabase db(m_dbSchema);
+    VoraTest::TempDatabase db(Schema);
     VoraTest::Controller controller;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
-    QTest::qWait(30);
-
+    QVERIFY(controller.waitUntilStarted());
     VoraTest::LogCollector log;
-    controller.deliver(msg({{"cmd", "showConfigEditor"}, {"visible", true}}));
-    QObject *editor = controller.child("ConfigEditorController");
+    QCOMPARE(controller.deliver(showEditor(true)), 0);
+    QPointer<QObject> editor = controller.child("ConfigEditorController");
     QVERIFY(editor);
-    controller.deliver(msg({{"cmd", "showConfigEditor"}, {"visible", true}}));
-    QCOMPARE(controller.child("ConfigEditorController"), editor);
-
-    const QList<VoraTest::LogLine> lines = log.withText(QStringLiteral("show config editor"));
+    controller.deliver(showEditor(true));
+    QCOMPARE(controller.child("ConfigEditorController"), editor.data());
+    const QList<VoraTest::LogLine> lines = log.withText("show config editor");
     QCOMPARE(lines.size(), 1);
     QCOMPARE(lines.first().type, QtDebugMsg);
     QCOMPARE(lines.first().category, QStringLiteral("default"));
     QCOMPARE(lines.first().file, QStringLiteral("src/ApplicationToolsController.cpp"));
-    QVERIFY2(lines.first().function.contains(QLatin1String("ApplicationToolsController::")),
+    QVERIFY2(lines.first().function.contains("ApplicationToolsController::"),
              qPrintable(lines.first().function));
 
     // Closed at once (not deferred) without "visible"; closing again is a
-    // no-op. The command publishes nothing either way.
-    QPointer<QObject> guard(editor);
-    controller.deliver(msg({{"cmd", "showConfigEditor"}}));
-    QVERIFY(!guard);
-    QVERIFY(!controller.child("ConfigEditorController"));
-    controller.deliver(msg({{"cmd", "showConfigEditor"}, {"visible", false}}));
+    // no-op. The command publishes and logs nothing else either way.
+    controller.deliver(showEditor(QVariant()));
+    QVERIFY(!editor);
+    controller.deliver(showEditor(false));
     QVERIFY(controller.published().isEmpty());
-    QCOMPARE(log.withText(QStringLiteral("show config editor")).size(), 1);
+    QCOMPARE(log.from("src/ApplicationToolsController.cpp").size(), 1);
 }
 
-void tst_ApplicationToolsController::developerModeIsProcessWide()
+void tst_ApplicationToolsController::oneOfEachPerProcess_data()
 {
-    VoraTest::TempDatabase db(m_dbSchema);
-    VoraTest::Controller first;
+    QTest::addColumn<QString>("cmd");
+    QTest::addColumn<QByteArray>("className");
+    QTest::newRow("developer mode") << "enableDeveloperMode" << QByteArray("DeveloperModeController");
+    QTest::newRow("config editor") << "showConfigEditor" << QByteArray("ConfigEditorController");
+}
+
+// Whichever controller made it, there is one developer mode and one config
+// editor in the process; one destroyed with the controller that made it is
+// gone for the others too.
+void tst_ApplicationToolsController::oneOfEachPerProcess()
+{
+    QFETCH(QString, cmd);
+    QFETCH(QByteArray, className);
+    const char *flag = cmd == "showConfigEditor" ? "visible" : "enabled";
+    VoraTest::TempDatabase db(Schema);
+    auto first = std::make_unique<VoraTest::Controller>();
     VoraTest::Controller second;
-    QVERIFY2(first.isValid() && second.isValid(), qPrintable(first.errorString()));
-    QTest::qWait(30);
+    QVERIFY(first->waitUntilStarted() && second.waitUntilStarted());
 
-    first.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    // The second controller sees the first one's developer mode.
-    second.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
+    first->deliver({{"cmd", cmd}, {flag, true}});
+    QPointer<QObject> made = first->child(className);
+    QVERIFY(made);
+    second.deliver({{"cmd", cmd}, {flag, true}});
+    QVERIFY(!second.child(className));
     QVERIFY(second.published().isEmpty());
-    QVERIFY(!second.child("DeveloperModeController"));
-    second.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
-    QCOMPARE(second.published().last(), msg({{"cmd", "developerModeEnabledChanged"}, {"enabled", false}}));
+    second.deliver({{"cmd", cmd}, {flag, false}});
+    QTRY_VERIFY(!made);
 
-    // A developer mode destroyed with the controller that made it is gone
-    // for the next controller too.
-    first.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    {
-        VoraTest::Controller doomed;
-        QTest::qWait(30);
-        doomed.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
-        doomed.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    }
-    second.box().clearMessages();
-    second.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
-    QCOMPARE(second.published().value(0), msg({{"cmd", "developerModeEnabledChanged"}, {"enabled", true}}));
-    second.deliver(msg({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
+    first->deliver({{"cmd", cmd}, {flag, true}});
+    made = first->child(className);
+    first.reset();
+    QVERIFY(!made);
+    second.deliver({{"cmd", cmd}, {flag, true}});
+    QVERIFY(second.child(className));
 }
 
 QTEST_MAIN(tst_ApplicationToolsController)

@@ -2,7 +2,11 @@
 // these headers calls the host through its virtual tables, so the order is
 // binary interface: this reads each slot from the Itanium representation of a
 // pointer to a virtual member function (1 + byte offset into the table).
+// The plug-in's own classes are compiled in here as well, for what the
+// loaded plug-in cannot show: the strategy's values and the factory's
+// constructor.
 
+#include "ApplicationToolsFactoryImp.h"
 #include "ConfigStrategy.h"
 
 #include <VoraConfigSQLite.h>
@@ -62,6 +66,7 @@ private slots:
     void voraFactory();
     void configStrategy();
     void configSQLite();
+    void factoryIgnoresItsParent();
 };
 
 void tst_VtableLayout::voraQObject()
@@ -160,6 +165,14 @@ void tst_VtableLayout::configSQLite()
     QCOMPARE(slotOf(&VoraConfigSQLite::getConfig).first, afterDestructor + 2);
     QCOMPARE(slotOf(&VoraConfigSQLite::setConfig).first, afterDestructor + 3);
     QCOMPARE(slotOf(&VoraConfigSQLite::setConfigStrategy).first, -1);
+}
+
+void tst_VtableLayout::factoryIgnoresItsParent()
+{
+    QObject parent;
+    ApplicationToolsFactoryImp factory(&parent);
+    QCOMPARE(factory.parent(), nullptr);
+    QVERIFY(parent.children().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_VtableLayout)

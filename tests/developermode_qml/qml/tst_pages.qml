@@ -1,24 +1,28 @@
 import QtQuick 2.15
 import QtQuick.Controls 2.15
+import QtQuick.Layouts 1.15
 import QtTest 1.15
 import "../../../src/DeveloperMode/views"
 
 // The developer-mode page with its two tabs against the recording stand-in
-// "$developerModeController": every row, its key and its call, the master
-// rule of "读图存图", the fields and the exit button.
+// "$developerModeController": its layout numbers, colours and texts read from
+// the loaded page, every row with its title, bound key, edit call and value
+// type, and the exit button.
 Item {
     id: root
 
+    // Every switch differs from the ones beside it, no colour is the
+    // components' default red.
     readonly property var settings: ({
             "enableScanDistanceValue": false, "enableSecondCameraWindow": true, "enableSaveReadImage": true,
             "enableReadCaliImage": true, "enableSaveCaliImage": false, "enableReadScanImage": true,
-            "enableSaveScanImage": true, "enableSaveScanImage_GrayPic": false,
-            "enableSaveScanImage_ColorPic": true, "enablePseudoColor": true,
+            "enableSaveScanImage": false, "enableSaveScanImage_GrayPic": true,
+            "enableSaveScanImage_ColorPic": false, "enablePseudoColor": true,
             "pseudo_color_section_1": 0.30000000000000004, "pseudo_color_section_2": 20,
             "pseudo_color_section_3": 30, "pseudo_color_section_4": 40, "pseudo_color_section_5": 50,
-            "pseudo_color_section_6": 60, "pseudo_color_bound_1": "#ff0000", "pseudo_color_bound_2": "#00ff00",
-            "pseudo_color_bound_3": "#0000ff", "pseudo_color_bound_4": "#ffff00",
-            "pseudo_color_bound_5": "#00ffff", "pseudo_color_bound_6": "#ff00ff",
+            "pseudo_color_section_6": 60, "pseudo_color_bound_1": "#00ff00", "pseudo_color_bound_2": "#0000ff",
+            "pseudo_color_bound_3": "#ffff00", "pseudo_color_bound_4": "#00ffff",
+            "pseudo_color_bound_5": "#ff00ff", "pseudo_color_bound_6": "#808080",
             "rollbackFrame": 5, "enableWatermark": false
         })
 
@@ -30,10 +34,10 @@ Item {
     TestCase {
         id: test
 
+        property var page: null
+
         name: "DeveloperModeView"
         when: windowShown
-
-        property var page: null
 
         function init() {
             $developerModeController.reset(root.settings);
@@ -42,245 +46,205 @@ Item {
             waitForRendering(page);
         }
 
-        function callList() {
-            return $developerModeController.calls.map(c => c.key + "=" + c.value);
+        function calls() {
+            return $developerModeController.calls.map(c => c.key + "=" + c.value + " " + c.type);
         }
 
-        function tab(index) {
-            return findChild(page, "tab" + index);
-        }
-
-        function row(name) {
-            const item = findChild(page, name);
-            verify(item, "no row " + name);
+        // An item by a path of object names from the page; "content" steps
+        // into a control's content item, "#n" to the n-th child, "parent" up.
+        function at(path) {
+            let item = page;
+            for (const step of path.split("/").filter(s => s)) {
+                item = step === "content" ? item.contentItem
+                     : step === "parent" ? item.parent
+                     : step[0] === "#" ? item.children[Number(step.slice(1))] : findChild(item, step);
+                verify(item, path + ": no " + step);
+            }
             return item;
         }
 
-        function header(multi) {
-            return findChild(multi, "header");
-        }
-
-        // A click on a section's header beside its switch.
-        function toggleSection(multi) {
-            const bar = header(multi);
-            const column = findChild(multi, "childColumn");
-            const wasVisible = column.visible;
-            mouseClick(bar, 5, bar.height / 2);
-            // Layouts place their rows when polished, before the next frame.
-            if (column.visible !== wasVisible)
-                waitForRendering(page);
+        // Opens a section by a click on its header beside the switch.
+        function expand(section) {
+            const header = at(section + "/header");
+            mouseClick(header, 5, header.height / 2);
+            tryCompare(at(section + "/childColumn"), "visible", true);
+            waitForRendering(page);
         }
 
         // Scrolls the first tab so that item is inside the visible area.
         function reveal(item) {
-            const flickable = findChild(page, "basicFlickable");
+            const flickable = at("basicFlickable");
             const y = item.mapToItem(flickable.contentItem, 0, 0).y;
             const contentY = Math.max(0, Math.min(y - 40, flickable.contentHeight - flickable.height));
             if (contentY !== flickable.contentY) {
                 flickable.contentY = contentY;
-                waitForRendering(flickable);
+                waitForRendering(page);
             }
         }
 
-        function test_page() {
-            compare(page.width, 600);
-            compare(page.height, 400);
-            compare(page.title, "开发者模式");
-            verify(Qt.colorEqual(page.background.color, "#434349"));
-            compare(tab(0).text, "基本配置");
-            compare(tab(1).text, "设备相关");
-            compare(findChild(page, "quitButton").text, "退出开发者模式");
-            compare(findChild(page, "basicFlickable").clip, true);
-            compare(findChild(page, "deviceFlickable").clip, true);
+        function test_layout_data() {
+            const rows = [["", "width", 600], ["", "height", 400], ["", "title", "开发者模式"],
+                ["", "background.color", "#434349"], ["", "header.width", 600],
+                ["tab0", "text", "基本配置"], ["tab1", "text", "设备相关"],
+                ["quitButton", "text", "退出开发者模式"], ["quitButton", "width", 600],
+                ["basicFlickable", "clip", true], ["deviceFlickable", "clip", true]];
+            for (const tab of ["basicFlickable", "deviceFlickable"]) {
+                for (const [side, padding] of [["left", 30], ["right", 30], ["top", 15], ["bottom", 15]])
+                    rows.push([tab + "/content/#0", side + "Padding", padding]);
+                rows.push([tab + "/content/#0", "contentItem.spacing", tab === "basicFlickable" ? 8 : 5]);
+            }
+            rows.push(["basicFlickable/content/#0/content/#1", "height", 1],
+                      ["basicFlickable/content/#0/content/#1", "color", "#30d8d8d8"],
+                      ["enableScanDistanceValue/content/#0", "color", "#ffffff"],
+                      ["enableSaveReadImage/arrow", "text", ">"], ["enableSaveReadImage/arrow", "color", "#ffffff"],
+                      ["enableScanDistanceValue/track", "implicitWidth", 40],
+                      ["enableScanDistanceValue/track", "implicitHeight", 20],
+                      ["enableScanDistanceValue/track", "radius", 10],
+                      ["enableScanDistanceValue/track", "color", "#0c0d0e"],
+                      ["enableSecondCameraWindow/track", "color", "#3ea2ff"],
+                      ["enableScanDistanceValue/knob", "width", 20], ["enableScanDistanceValue/knob", "height", 20],
+                      ["enableScanDistanceValue/knob", "color", "#ffffff"], ["enableScanDistanceValue/knob", "x", 0],
+                      ["enableSecondCameraWindow/knob", "x", 20],
+                      ["enableSaveReadImage/content", "spacing", 8], ["enableSaveReadImage/childColumn", "spacing", 8],
+                      ["enableSaveReadImage/childColumn", "Layout.leftMargin", 30],
+                      ["section_1/content/#0", "color", "#ffffff"],
+                      ["section_1/weightField/parent/#0", "text", "权重:"],
+                      ["section_1/weightField/parent/#0", "color", "#ffffff"],
+                      ["section_1/weightField", "width", 80], ["section_1/weightField", "color", "#ffffff"],
+                      ["section_1/weightField", "background.color", "#50000000"],
+                      ["section_1/swatch", "width", 20], ["section_1/swatch", "height", 20],
+                      ["section_1/colorText", "color", "#000000"],
+                      ["rollbackFrame/content/#0", "color", "#ffffff"],
+                      ["rollbackFrame/valueField", "width", 120], ["rollbackFrame/valueField", "color", "#ffffff"],
+                      ["rollbackFrame/valueField", "horizontalAlignment", TextInput.AlignRight],
+                      ["rollbackFrame/valueField", "background.color", "#50000000"],
+                      ["every row", "fills the width", ""]);
+            return rows.map(r => ({tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2]}));
         }
 
-        function test_rows_data() {
-            return [
-                {tag: "scan distance", name: "enableScanDistanceValue", title: "扫描距离值", tab: 0},
-                {tag: "second camera", name: "enableSecondCameraWindow", title: "视频流第二窗口", tab: 0},
-                {tag: "read and save images", name: "enableSaveReadImage", title: "读图存图", tab: 0},
-                {tag: "pseudo colour", name: "enablePseudoColor", title: "伪彩色", tab: 0},
-                {tag: "rollback", name: "rollbackFrame", title: "回退帧数", tab: 0},
-                {tag: "watermark", name: "enableWatermark", title: "开发者模式禁止演示水印", tab: 1}
-            ];
-        }
-
-        // Top-level rows: title, bound state, and one call with the negated
-        // state per click for the switches; switching "读图存图" on (and only
-        // that) also switches its six children off.
-        function test_rows(data) {
-            mouseClick(tab(data.tab));
-            const item = row(data.name);
-            compare(item.title, data.title);
-            if (data.name === "rollbackFrame") {
-                compare(findChild(item, "valueField").text, "5");
+        function test_layout(data) {
+            if (data.path === "every row") {
+                expand("enableSaveReadImage");
+                expand("enablePseudoColor");
+                const rows = test_rows_data().map(r => at(r.name)).filter(r => r.width !== r.parent.width);
+                compare(rows.map(r => r.objectName).join(), data.value);
                 return;
             }
-            const before = root.settings[data.name];
-            compare(item.checked, before);
-            const track = findChild(header(item) || item, "track");
-            mouseClick(track);
-            compare(item.checked, !before);
-            mouseClick(track);
-            compare(item.checked, before);
-            const expected = [];
-            for (const on of [!before, before]) {
-                expected.push(data.name + "=" + on);
-                if (on && data.name === "enableSaveReadImage")
-                    expected.push("enableReadCaliImage=false", "enableSaveCaliImage=false",
-                                  "enableReadScanImage=false", "enableSaveScanImage=false",
-                                  "enableSaveScanImage_GrayPic=false", "enableSaveScanImage_ColorPic=false");
-            }
-            compare(callList(), expected);
-            compare($developerModeController.calls[0].type, "bool");
+            let value = at(data.path);
+            for (const name of data.property.split("."))
+                value = value[name];
+            compare(String(value), String(data.value));
         }
 
-        function test_switchFollowsOnlyTheController() {
-            $developerModeController.storesValues = false;
-            const item = row("enableScanDistanceValue");
-            mouseClick(findChild(item, "track"));
-            mouseClick(findChild(item, "track"));
-            // Neither click flipped the switch, so both asked for "on".
-            compare(callList(), ["enableScanDistanceValue=true", "enableScanDistanceValue=true"]);
-            compare(item.checked, false);
-        }
-
-        function test_childRows_data() {
-            return [
-                {tag: "read calibration", name: "enableReadCaliImage", title: "标定读图"},
-                {tag: "save calibration", name: "enableSaveCaliImage", title: "标定存图"},
-                {tag: "read scan", name: "enableReadScanImage", title: "扫描读图"},
-                {tag: "save scan", name: "enableSaveScanImage", title: "扫描存图-总开关"},
-                {tag: "save scan grey", name: "enableSaveScanImage_GrayPic", title: "扫描存图-黑白"},
-                {tag: "save scan colour", name: "enableSaveScanImage_ColorPic", title: "扫描存图-纹理"}
-            ];
-        }
-
-        function test_childRows(data) {
-            const settings = root.settings;
-            const master = row("enableSaveReadImage");
-            const child = row(data.name);
-            toggleSection(master);
-            compare(child.visible, true);
-            compare(child.title, data.title);
-            compare(child.checked, settings[data.name]);
-            reveal(child);
-            mouseClick(findChild(child, "track"));
-            compare(callList(), [data.name + "=" + !settings[data.name]]);
-            compare(child.checked, !settings[data.name]);
-        }
-
-        function test_masterSwitchedOffKeepsChildren() {
-            const master = row("enableSaveReadImage");
-            toggleSection(master);
-            compare(row("enableReadCaliImage").visible, true);
-            mouseClick(findChild(header(master), "track"));
-            compare(callList(), ["enableSaveReadImage=false"]);
-            compare(row("enableReadCaliImage").visible, false);
-            compare($developerModeController.config.enableReadCaliImage, true);
-            compare($developerModeController.config.enableSaveScanImage_ColorPic, true);
-
-            // On again: collapsed, and every child starts from off.
-            mouseClick(findChild(header(master), "track"));
-            compare(row("enableReadCaliImage").visible, false);
-            toggleSection(master);
-            for (const name of ["enableReadCaliImage", "enableReadScanImage", "enableSaveScanImage",
-                                "enableSaveScanImage_ColorPic"])
-                compare(row(name).checked, false, name);
-        }
-
-        function test_collapsedSectionUnreachable() {
-            const master = row("enableSaveReadImage");
-            const child = row("enableReadCaliImage");
-            const below = master.mapToItem(root, 0, master.height + 20);
-            compare(child.visible, false);
-            // Where the first child would be, the next row is.
-            mouseClick(root, root.width - 60, below.y);
-            for (const c of $developerModeController.calls)
-                verify(c.key !== "enableReadCaliImage", "collapsed child reached");
-            compare(findChild(master, "childColumn").visible, false);
-        }
-
-        // The six weights and the rollback frame: one more digit typed at the
-        // end reaches the controller as a number of the field's kind.
-        function test_typedNumbers_data() {
-            const rows = [{tag: "rollback", name: "rollbackFrame", field: "valueField", text: "52", type: "int"}];
+        // One row per row of the page: its title, the entry of config it
+        // shows, and what an edit calls, with the type of the value.
+        function test_rows_data() {
+            const rows = [
+                {tag: "1", name: "enableScanDistanceValue", title: "扫描距离值"},
+                {tag: "2", name: "enableSecondCameraWindow", title: "视频流第二窗口"},
+                // Switching "读图存图" on (only on) switches its children off.
+                {tag: "3 on", name: "enableSaveReadImage", title: "读图存图", from: false,
+                 also: ["enableReadCaliImage", "enableSaveCaliImage", "enableReadScanImage", "enableSaveScanImage",
+                        "enableSaveScanImage_GrayPic", "enableSaveScanImage_ColorPic"]},
+                {tag: "3 off", name: "enableSaveReadImage", title: "读图存图"},
+                {tag: "3.1", name: "enableReadCaliImage", title: "标定读图", section: "enableSaveReadImage"},
+                {tag: "3.2", name: "enableSaveCaliImage", title: "标定存图", section: "enableSaveReadImage"},
+                {tag: "3.3", name: "enableReadScanImage", title: "扫描读图", section: "enableSaveReadImage"},
+                {tag: "3.4", name: "enableSaveScanImage", title: "扫描存图-总开关", section: "enableSaveReadImage"},
+                {tag: "3.5", name: "enableSaveScanImage_GrayPic", title: "扫描存图-黑白", section: "enableSaveReadImage"},
+                {tag: "3.6", name: "enableSaveScanImage_ColorPic", title: "扫描存图-纹理", section: "enableSaveReadImage"},
+                {tag: "4", name: "enablePseudoColor", title: "伪彩色"}];
             for (let n = 1; n <= 6; ++n)
-                rows.push({tag: "section-" + n, n: n, name: "pseudo_color_section_" + n, field: "weightField",
-                           text: n === 1 ? "0.35" : String(n * 100 + 5), type: "double"});
+                rows.push({tag: "4." + n, name: "section_" + n, title: "section-" + n, section: "enablePseudoColor", n: n});
+            rows.push({tag: "5", name: "rollbackFrame", title: "回退帧数"},
+                      {tag: "watermark", name: "enableWatermark", title: "开发者模式禁止演示水印", tab: 1});
             return rows;
         }
 
-        function test_typedNumbers(data) {
-            const bar = row(data.n ? "section_" + data.n : data.name);
-            const field = findChild(bar, data.field);
-            if (data.n) {
-                toggleSection(row("enablePseudoColor"));
-                compare(bar.visible, true);
-                compare(bar.title, "section-" + data.n);
-                compare(field.text, data.n === 1 ? "0.3" : String(data.n * 10));
-                verify(Qt.colorEqual(findChild(bar, "swatch").color, root.settings["pseudo_color_bound_" + data.n]));
+        function test_rows(data) {
+            const settings = Object.assign({}, root.settings);
+            if (data.from !== undefined) {
+                settings[data.name] = data.from;
+                $developerModeController.reset(settings);
             }
-            reveal(bar);
-            mouseClick(field);
-            keyClick(Qt.Key_End);
-            keyClick(data.n ? Qt.Key_5 : Qt.Key_2);
-            keyClick(Qt.Key_Return);
-            compare(callList(), [data.name + "=" + data.text]);
-            compare($developerModeController.calls[0].type, data.type);
-            // The stored value comes back through the binding.
-            compare(field.text, data.text);
+            if (data.tab)
+                mouseClick(findChild(page, "tab" + data.tab));
+            if (data.section)
+                expand(data.section);
+            const item = at(data.name);
+            compare(item.title, data.title);
+            reveal(item);
+            if (data.n) {
+                // The weight typed one digit longer; the section's own colour
+                // dialog, opened by a tap on its colour.
+                const weightKey = "pseudo_color_section_" + data.n, colourKey = "pseudo_color_bound_" + data.n;
+                const field = findChild(item, "weightField");
+                compare(field.text, data.n === 1 ? "0.3" : String(data.n * 10));
+                verify(Qt.colorEqual(findChild(item, "swatch").color, settings[colourKey]));
+                mouseClick(field);
+                keyClick(Qt.Key_End);
+                keyClick(Qt.Key_5);
+                keyClick(Qt.Key_Return);
+                mouseClick(findChild(item, "colorText"));
+                const dialog = colourDialog(item);
+                verify(Qt.colorEqual(dialog.color, settings[colourKey]));
+                dialog.currentColor = "#123456";
+                dialog.accept();
+                compare(calls(), [weightKey + "=" + (data.n === 1 ? "0.35" : data.n * 100 + 5) + " double",
+                                  colourKey + "=#123456 QColor"]);
+                compare(field.text, data.n === 1 ? "0.35" : String(data.n * 100 + 5));
+                verify(Qt.colorEqual(findChild(item, "swatch").color, "#123456"));
+                return;
+            }
+            if (data.name === "rollbackFrame") {
+                const field = findChild(item, "valueField");
+                compare(field.text, "5");
+                mouseClick(field);
+                keyClick(Qt.Key_End);
+                keyClick(Qt.Key_2);
+                keyClick(Qt.Key_Return);
+                compare(calls(), ["rollbackFrame=52 int"]);
+                compare(field.text, "52");
+                return;
+            }
+            // A switch shows its entry, asks for the other state and shows
+            // that once the controller has it.
+            const before = settings[data.name];
+            compare(item.checked, before);
+            mouseClick(findChild(findChild(item, "header") || item, "track"));
+            compare(calls(), [data.name + "=" + !before + " bool"].concat((data.also || []).map(k => k + "=false bool")));
+            compare(item.checked, !before);
         }
 
-        // The dialog opens on the colour's text or its swatch, starts from
-        // the section's colour, and the swatch waits for the stored value.
-        function test_sectionColour() {
-            const section = row("section_3");
-            toggleSection(row("enablePseudoColor"));
-            reveal(section);
-            const dialog = Array.prototype.find.call(section.data, o => o.objectName === "colorDialog");
-            verify(dialog);
-            compare(dialog.visible, false);
-            $developerModeController.storesValues = false;
-            mouseClick(findChild(section, "colorText"));
-            tryCompare(dialog, "visible", true);
-            verify(Qt.colorEqual(dialog.color, "#0000ff"));
-            dialog.currentColor = "#123456";
-            dialog.accept();
-            compare(callList(), ["pseudo_color_bound_3=#123456"]);
-            compare($developerModeController.calls[0].type, "QColor");
-            verify(Qt.colorEqual(findChild(section, "swatch").color, "#0000ff"));
-
-            $developerModeController.storesValues = true;
-            mouseClick(findChild(section, "swatch"));
-            tryCompare(dialog, "visible", true);
-            dialog.currentColor = "#654321";
-            dialog.accept();
-            verify(Qt.colorEqual(findChild(section, "swatch").color, "#654321"));
+        // The dialog of a colour row, once it is open.
+        function colourDialog(item) {
+            const search = o => o && (o.objectName === "colorDialog" ? o
+                : Array.prototype.reduce.call(o.data || o.resources || [], (r, c) => r || search(c), null)
+                  || (o.item ? search(o.item) : null));
+            tryVerify(() => search(item) && search(item).visible, 5000, "colour dialog of " + item.title);
+            return search(item);
         }
 
         function test_exitButtonOnlyOnDeviceTab() {
-            const button = findChild(page, "quitButton");
+            const button = at("quitButton");
             compare(button.visible, false);
-            mouseClick(tab(1));
+            mouseClick(at("tab1"));
             tryCompare(button, "visible", true);
-            compare(button.width, page.width);
             compare(button.mapToItem(page, 0, button.height).y, page.height);
             mouseClick(button);
             compare($developerModeController.quitCount, 1);
-            compare(callList(), []);
-            mouseClick(tab(0));
+            compare(calls(), []);
+            mouseClick(at("tab0"));
             tryCompare(button, "visible", false);
-            compare($developerModeController.quitCount, 1);
         }
 
         function test_missingKeysShowDefaults() {
             $developerModeController.reset({});
-            page = createTemporaryObject(pageComponent, root);
-            compare(row("enableWatermark").checked, false);
-            compare(row("enableScanDistanceValue").checked, false);
-            compare(row("rollbackFrame").value, 0);
-            compare(row("section_2").weight, -999999);
+            compare(at("enableWatermark").checked, false);
+            compare(at("enableSecondCameraWindow").checked, false);
+            compare(at("rollbackFrame").value, 0);
+            compare(at("section_2").weight, -999999);
+            verify(Qt.colorEqual(at("section_2").color, "red"));
         }
     }
 }
