@@ -15,54 +15,53 @@ const char NotifySignal[] = SIGNAL(notifySubscribeData(QString, QString, QString
 const QString Schema = VoraTest::TempDatabase::tableSql({"config", "ui", "calibration", "scan"});
 const QString StoredOn = "INSERT INTO config VALUES ('developerModeEnabled', 'true', '');";
 
-QVariantMap command(const char *cmd, const char *flag, const QVariant &value)
+// {"cmd": cmd, flag: value}, without flag for an invalid value.
+QVariantMap command(const QString &cmd, const QVariant &value)
 {
     QVariantMap param{{"cmd", cmd}};
     if (value.isValid())
-        param.insert(flag, value);
+        param.insert(cmd == "showConfigEditor" ? "visible" : "enabled", value);
     return param;
 }
 QVariantMap enable(const QVariant &on)
 {
-    return command("enableDeveloperMode", "enabled", on);
+    return command("enableDeveloperMode", on);
 }
 QVariantMap showEditor(const QVariant &visible)
 {
-    return command("showConfigEditor", "visible", visible);
+    return command("showConfigEditor", visible);
 }
-QVariantMap enabledChanged(bool on)
+QList<QVariantMap> enabledChanged(bool on)
 {
-    return {{"cmd", "developerModeEnabledChanged"}, {"enabled", on}};
+    return {{{"cmd", "developerModeEnabledChanged"}, {"enabled", on}}};
 }
 
-// A method as declared: access, kind, result and signature with parameter
-// names; a property with its type, flags and notify signal; a class with its
-// base and how many members of each kind it adds.
-QString describe(const QMetaMethod &m)
+// A class by its base and the members it adds; a method by access, kind,
+// result and signature with parameter names; a property by type and flags.
+QString describe(const QMetaObject *mo, const QString &member)
 {
-    const char *access[] = {"private", "protected", "public"};
-    const char *kind[] = {"method", "signal", "slot", "constructor"};
-    QStringList parameters;
-    for (int i = 0; i < m.parameterCount(); ++i)
-        parameters << m.parameterTypes().at(i) + ' ' + m.parameterNames().at(i);
-    return QStringLiteral("%1 %2 %3 %4(%5)")
-            .arg(access[m.access()], kind[m.methodType()], m.typeName(), m.name(), parameters.join(", "));
-}
-QString describe(const QMetaProperty &p)
-{
-    QStringList flags{p.name(), p.typeName()};
-    const QList<QPair<bool, const char *>> all = {
-            {p.isReadable(), "read"},     {p.isWritable(), "write"},
-            {p.isResettable(), "reset"},  {p.isDesignable(), "designable"},
-            {p.isScriptable(), "script"}, {p.isStored(), "stored"},
-            {p.isUser(), "user"},         {p.isConstant(), "constant"},
-            {p.isFinal(), "final"}};
-    for (const auto &flag : all)
-        flags << (flag.first ? "" : "!") + QString(flag.second);
-    return flags.join(' ') + " notify " + p.notifySignal().name();
-}
-QString describe(const QMetaObject *mo)
-{
+    const int index = member.section(' ', 1).toInt();
+    if (member.startsWith("method")) {
+        const QMetaMethod m = mo->method(mo->methodOffset() + index);
+        QStringList parameters;
+        for (int i = 0; i < m.parameterCount(); ++i)
+            parameters << m.parameterTypes().at(i) + ' ' + m.parameterNames().at(i);
+        const char *access[] = {"private", "protected", "public"}, *kind[] = {"method", "signal", "slot", ""};
+        return QStringLiteral("%1 %2 %3 %4(%5)")
+                .arg(access[m.access()], kind[m.methodType()], m.typeName(), m.name(), parameters.join(", "));
+    }
+    if (member.startsWith("property")) {
+        const QMetaProperty p = mo->property(mo->propertyOffset() + index);
+        const bool flags[] = {p.isReadable(),   p.isWritable(),   p.isResettable(),
+                              p.isDesignable(), p.isScriptable(), p.isStored(),
+                              p.isUser(),       p.isConstant(),   p.isFinal()};
+        const char *names[] = {"read",   "write", "reset",    "designable", "script",
+                               "stored", "user",  "constant", "final"};
+        QStringList words{p.name(), p.typeName()};
+        for (int i = 0; i < 9; ++i)
+            words << (flags[i] ? "" : "!") + QString(names[i]);
+        return words.join(' ') + " notify " + p.notifySignal().name();
+    }
     return QStringLiteral("%1: %2 methods, %3 properties, %4 enums, %5 class infos, %6 constructors")
             .arg(mo->superClass()->className())
             .arg(mo->methodCount() - mo->methodOffset())
@@ -109,11 +108,9 @@ void tst_ApplicationToolsController::initTestCase()
     controller.deliver(enable(true));
     controller.deliver(showEditor(true));
     for (const QObject *object :
-         {static_cast<QObject *>(VoraTest::factory()), static_cast<QObject *>(controller.object()),
-          controller.child("DeveloperModeController"), controller.child("ConfigEditorController")}) {
-        QVERIFY(object);
+         {static_cast<QObject *>(VoraTest::factory()), controller.child("ConfigEditorController"),
+          static_cast<QObject *>(controller.object()), controller.child("DeveloperModeController")})
         m_metaObjects.insert(object->metaObject()->className(), object->metaObject());
-    }
     controller.deliver(enable(false));
     controller.deliver(showEditor(false));
 }
@@ -126,16 +123,16 @@ void tst_ApplicationToolsController::metaObjects_data()
     auto row = [](const char *className, const char *member, const char *declared) {
         QTest::addRow("%s %s", className, member) << QByteArray(className) << member << declared;
     };
+    const char *none = "0 enums, 0 class infos, 0 constructors";
     row("ApplicationToolsFactoryImp", "class",
-        "CommonLib::VoraFactory: 0 methods, 0 properties, 0 enums, 0 class infos, 0 constructors");
+        qPrintable(QString("CommonLib::VoraFactory: 0 methods, 0 properties, ") + none));
     row("ApplicationToolsController", "class",
-        "CommonLib::VoraQObject: 1 methods, 0 properties, 0 enums, 0 class infos, 0 constructors");
+        qPrintable(QString("CommonLib::VoraQObject: 1 methods, 0 properties, ") + none));
     row("ApplicationToolsController", "method 0",
         "public signal void notifySubscribeData(QString topic, QString type, QString event, QVariantMap "
         "param, "
         "QString module)");
-    row("DeveloperModeController", "class",
-        "QObject: 4 methods, 1 properties, 0 enums, 0 class infos, 0 constructors");
+    row("DeveloperModeController", "class", qPrintable(QString("QObject: 4 methods, 1 properties, ") + none));
     row("DeveloperModeController", "method 0", "public signal void publish(QVariantMap param)");
     row("DeveloperModeController", "method 1", "public signal void configChanged()");
     row("DeveloperModeController", "method 2", "public method void updateValue(QString key, QVariant value)");
@@ -143,8 +140,7 @@ void tst_ApplicationToolsController::metaObjects_data()
     row("DeveloperModeController", "property 0",
         "config QVariantMap read !write !reset designable script stored !user !constant final notify "
         "configChanged");
-    row("ConfigEditorController", "class",
-        "QObject: 1 methods, 0 properties, 0 enums, 0 class infos, 0 constructors");
+    row("ConfigEditorController", "class", qPrintable(QString("QObject: 1 methods, 0 properties, ") + none));
     row("ConfigEditorController", "method 0", "public signal void publish(QVariantMap param)");
 }
 
@@ -153,15 +149,8 @@ void tst_ApplicationToolsController::metaObjects()
     QFETCH(QByteArray, className);
     QFETCH(QString, member);
     QFETCH(QString, declared);
-    const QMetaObject *mo = m_metaObjects.value(className);
-    QVERIFY(mo);
-    const int index = member.section(' ', 1).toInt();
-    if (member == "class")
-        QCOMPARE(describe(mo), declared);
-    else if (member.startsWith("method"))
-        QCOMPARE(describe(mo->method(mo->methodOffset() + index)), declared);
-    else
-        QCOMPARE(describe(mo->property(mo->propertyOffset() + index)), declared);
+    QVERIFY(m_metaObjects.contains(className));
+    QCOMPARE(describe(m_metaObjects.value(className), member), declared);
 }
 
 // The bus records the time of every message as it is published.
@@ -171,31 +160,28 @@ void tst_ApplicationToolsController::startsTenMillisecondsAfterItIsMade()
     QElapsedTimer clock;
     clock.start();
     VoraTest::Controller controller;
-    QVERIFY2(controller.isValid(), qPrintable(controller.errorString()));
     QSignalSpy handedOn(controller.object(), NotifySignal);
     QList<qint64> publishedAt;
     int handedOnAtRestore = -1;
     connect(&controller.box(), &CommonLib::VoraBox::messagePublished, this, [&] {
         publishedAt << clock.elapsed();
-        // The developer mode comes back before the config editor command
-        // is known: right now it is still handed on.
+        // The developer mode comes back before the config editor command is
+        // known: right now that is still handed on.
         const int before = handedOn.count();
         controller.deliver(showEditor(false));
         handedOnAtRestore = handedOn.count() - before;
     });
-
-    // Before the first turn of the event loop the table is empty: even the
-    // controller's own command is handed on.
+    // Until then the table is empty: even the controller's own command is
+    // handed on.
     QCOMPARE(controller.deliver(enable(false)), 0);
     QCOMPARE(handedOn.count(), 1);
     QTRY_COMPARE(publishedAt.size(), 1);
     QVERIFY2(publishedAt.first() >= 10, qPrintable(QString::number(publishedAt.first())));
-    QCOMPARE(controller.published(), QList<QVariantMap>{enabledChanged(true)});
+    QCOMPARE(controller.published(), enabledChanged(true));
     QCOMPARE(handedOnAtRestore, 1);
     QVERIFY(controller.child("DeveloperModeController"));
-    const int before = handedOn.count();
     controller.deliver(showEditor(false));
-    QCOMPARE(handedOn.count(), before);
+    QCOMPARE(handedOn.count(), 2);
 }
 
 // Its timer is bound to it: a controller gone before the timer fires never
@@ -203,12 +189,9 @@ void tst_ApplicationToolsController::startsTenMillisecondsAfterItIsMade()
 void tst_ApplicationToolsController::destroyedBeforeItsStartRunsNothing()
 {
     VoraTest::TempDatabase db(Schema + StoredOn);
-    {
-        VoraTest::Controller doomed;
-        QVERIFY(doomed.isValid());
-    }
+    std::make_unique<VoraTest::Controller>().reset();
     VoraTest::Controller controller;
-    QTRY_COMPARE(controller.published(), QList<QVariantMap>{enabledChanged(true)});
+    QTRY_COMPARE(controller.published(), enabledChanged(true));
     QVERIFY(controller.child("DeveloperModeController"));
 }
 
@@ -229,11 +212,9 @@ void tst_ApplicationToolsController::restoresDeveloperModeAtStart()
     QFETCH(QString, rows);
     QFETCH(bool, restored);
     VoraTest::TempDatabase db(Schema + rows);
-    QVERIFY2(db.isValid(), qPrintable(db.errorString()));
     VoraTest::Controller controller;
     QVERIFY(controller.waitUntilStarted());
-    QCOMPARE(controller.published(),
-             restored ? QList<QVariantMap>{enabledChanged(true)} : QList<QVariantMap>());
+    QCOMPARE(controller.published(), restored ? enabledChanged(true) : QList<QVariantMap>());
     QCOMPARE(controller.child("DeveloperModeController") != nullptr, restored);
 }
 
@@ -256,7 +237,6 @@ void tst_ApplicationToolsController::handOnCarriesAllFields()
     VoraTest::Controller controller;
     QVERIFY(controller.waitUntilStarted());
     QSignalSpy handedOn(controller.object(), NotifySignal);
-
     QCOMPARE(controller.box().deliver(controller.object(), "topic", "type", "event", param), 0);
     QCOMPARE(handedOn.count(), 1);
     QCOMPARE(handedOn.first(), QVariantList({"topic", "type", "event", param, module}));
@@ -270,11 +250,9 @@ void tst_ApplicationToolsController::developerModeSwitch()
     VoraTest::Controller controller;
     QVERIFY(controller.waitUntilStarted());
     QSignalSpy handedOn(controller.object(), NotifySignal);
-
     // Off while off: nothing.
     QCOMPARE(controller.deliver(enable(false)), 0);
     QVERIFY(controller.published().isEmpty());
-
     // On twice: one developer mode, one announcement, in the plug-in's
     // envelope: empty topic, type and event, flag false, no payload.
     QCOMPARE(controller.deliver(enable(true)), 0);
@@ -282,20 +260,18 @@ void tst_ApplicationToolsController::developerModeSwitch()
     QVERIFY(first);
     controller.deliver(enable("true"));
     QCOMPARE(controller.child("DeveloperModeController"), first.data());
-    QCOMPARE(controller.published(), QList<QVariantMap>{enabledChanged(true)});
+    QCOMPARE(controller.published(), enabledChanged(true));
     const CommonLib::VoraBusMessage message = controller.box().messages().first();
     QCOMPARE(QStringList({message.topic, message.type, message.event, message.sender}),
              QStringList({"", "", "", "ApplicationToolsController"}));
     QVERIFY(!message.flag && !message.payload);
     QCOMPARE(handedOn.count(), 0);
-
     // Off without "enabled": deleted later, announced at once; on again at
     // once makes a new one although the old one still exists.
     controller.deliver(enable(QVariant()));
     QVERIFY(first);
     controller.deliver(enable(true));
-    QCOMPARE(controller.published().mid(2),
-             QList<QVariantMap>({enabledChanged(false), enabledChanged(true)}));
+    QCOMPARE(controller.published().mid(2), enabledChanged(false) + enabledChanged(true));
     QVERIFY(first);
     QTRY_VERIFY(!first);
     QVERIFY(controller.child("DeveloperModeController"));
@@ -322,19 +298,14 @@ void tst_ApplicationToolsController::subControllerMessages()
     VoraTest::Controller controller;
     QVERIFY(controller.waitUntilStarted());
     controller.deliver(enable(true));
-    QObject *developerMode = controller.child("DeveloperModeController");
-    QVERIFY(developerMode);
     controller.box().clearMessages();
-
     // The sub-controller speaks through its publish signal.
-    QVERIFY(QMetaObject::invokeMethod(developerMode, "publish", Q_ARG(QVariantMap, sent)));
+    QVERIFY(QMetaObject::invokeMethod(controller.child("DeveloperModeController"), "publish",
+                                      Q_ARG(QVariantMap, sent)));
     QCOMPARE(controller.publishedCommands(), published);
-    if (!published.isEmpty() && published.first() == sent.value("cmd").toString()) {
-        const CommonLib::VoraBusMessage message = controller.box().messages().first();
-        QCOMPARE(message.param, sent);
-        QVERIFY(message.topic.isEmpty() && message.type.isEmpty() && message.event.isEmpty()
-                && !message.flag);
-    }
+    const CommonLib::VoraBusMessage message = controller.box().messages().value(0);
+    if (published.value(0) == sent.value("cmd").toString())
+        QVERIFY(message.param == sent && message.topic + message.type + message.event == "" && !message.flag);
 }
 
 void tst_ApplicationToolsController::configEditorCommand()
@@ -348,21 +319,20 @@ void tst_ApplicationToolsController::configEditorCommand()
     QVERIFY(editor);
     controller.deliver(showEditor(true));
     QCOMPARE(controller.child("ConfigEditorController"), editor.data());
-    const QList<VoraTest::LogLine> lines = log.withText("show config editor");
+    // One debug line, with the handler as its context.
+    const QStringList lines = log.lines("src/ApplicationToolsController.cpp");
     QCOMPARE(lines.size(), 1);
-    QCOMPARE(lines.first().type, QtDebugMsg);
-    QCOMPARE(lines.first().category, QStringLiteral("default"));
-    QCOMPARE(lines.first().file, QStringLiteral("src/ApplicationToolsController.cpp"));
-    QVERIFY2(lines.first().function.contains("ApplicationToolsController::"),
-             qPrintable(lines.first().function));
-
+    QVERIFY2(lines.first().startsWith("debug default src/ApplicationToolsController.cpp ")
+                     && lines.first().contains(" ApplicationToolsController::")
+                     && lines.first().endsWith(": show config editor"),
+             qPrintable(lines.first()));
     // Closed at once (not deferred) without "visible"; closing again is a
     // no-op. The command publishes and logs nothing else either way.
     controller.deliver(showEditor(QVariant()));
     QVERIFY(!editor);
     controller.deliver(showEditor(false));
     QVERIFY(controller.published().isEmpty());
-    QCOMPARE(log.from("src/ApplicationToolsController.cpp").size(), 1);
+    QCOMPARE(log.lines("src/ApplicationToolsController.cpp").size(), 1);
 }
 
 void tst_ApplicationToolsController::oneOfEachPerProcess_data()
@@ -380,26 +350,24 @@ void tst_ApplicationToolsController::oneOfEachPerProcess()
 {
     QFETCH(QString, cmd);
     QFETCH(QByteArray, className);
-    const char *flag = cmd == "showConfigEditor" ? "visible" : "enabled";
     VoraTest::TempDatabase db(Schema);
     auto first = std::make_unique<VoraTest::Controller>();
     VoraTest::Controller second;
     QVERIFY(first->waitUntilStarted() && second.waitUntilStarted());
-
-    first->deliver({{"cmd", cmd}, {flag, true}});
+    first->deliver(command(cmd, true));
     QPointer<QObject> made = first->child(className);
     QVERIFY(made);
-    second.deliver({{"cmd", cmd}, {flag, true}});
+    second.deliver(command(cmd, true));
     QVERIFY(!second.child(className));
     QVERIFY(second.published().isEmpty());
-    second.deliver({{"cmd", cmd}, {flag, false}});
+    second.deliver(command(cmd, false));
     QTRY_VERIFY(!made);
 
-    first->deliver({{"cmd", cmd}, {flag, true}});
+    first->deliver(command(cmd, true));
     made = first->child(className);
     first.reset();
     QVERIFY(!made);
-    second.deliver({{"cmd", cmd}, {flag, true}});
+    second.deliver(command(cmd, true));
     QVERIFY(second.child(className));
 }
 
