@@ -1,12 +1,11 @@
 #pragma once
 
 // A stand-in for the host's "$app" context object: records the page that
-// calls init(), every message a page publishes and every log line, and can
-// deliver messages to the page the way the host does.
+// calls init(), every message a page publishes and every log line, and
+// delivers messages to the page the way the host does.
 
 #include <QDateTime>
 #include <QJSValue>
-#include <QMutex>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -21,12 +20,9 @@ class AppStandIn : public QObject
 public:
     Q_INVOKABLE void init(QObject *root)
     {
-        if (m_root)
-            disconnect(m_root, nullptr, this, nullptr);
         m_root = root;
-        if (root)
-            connect(root, SIGNAL(publish(QString, QString, QString, QVariant, bool)), this,
-                    SLOT(onPagePublish(QString, QString, QString, QVariant, bool)));
+        connect(root, SIGNAL(publish(QString, QString, QString, QVariant, bool)), this,
+                SLOT(onPagePublish(QString, QString, QString, QVariant, bool)));
         emit changed();
     }
 
@@ -38,7 +34,7 @@ public:
     {
         QVariantList result;
         for (const QVariant &entry : m_published)
-            result.append(entry.toMap().value(QStringLiteral("param")));
+            result.append(entry.toMap().value("param"));
         return result;
     }
     Q_INVOKABLE void clear()
@@ -50,44 +46,29 @@ public:
     // Calls root.onSubscribeData("", "", "", param) as the host does.
     Q_INVOKABLE void deliver(const QVariantMap &param)
     {
-        if (m_root)
-            QMetaObject::invokeMethod(m_root, "onSubscribeData", Q_ARG(QVariant, QString()),
-                                      Q_ARG(QVariant, QString()), Q_ARG(QVariant, QString()),
-                                      Q_ARG(QVariant, QVariant(param)));
+        QMetaObject::invokeMethod(m_root, "onSubscribeData", Q_ARG(QVariant, ""), Q_ARG(QVariant, ""),
+                                  Q_ARG(QVariant, ""), Q_ARG(QVariant, QVariant(param)));
     }
-    // Delivers {"cmd": "dataBaseResponseCmd", "dataBaseResponse": text}.
     Q_INVOKABLE void respond(const QString &text)
     {
-        deliver({{QStringLiteral("cmd"), QStringLiteral("dataBaseResponseCmd")},
-                 {QStringLiteral("dataBaseResponse"), text}});
+        deliver({{"cmd", "dataBaseResponseCmd"}, {"dataBaseResponse", text}});
     }
 
     // Log lines (console.log and qDebug alike) since the last clearLogs().
-    Q_INVOKABLE QStringList logs() const
-    {
-        QMutexLocker lock(&log().mutex);
-        return log().lines;
-    }
-    Q_INVOKABLE bool logged(const QString &line) const { return logs().contains(line); }
+    Q_INVOKABLE QStringList logs() const { return lines(); }
+    Q_INVOKABLE bool logged(const QString &line) const { return lines().contains(line); }
     Q_INVOKABLE void clearLogs()
     {
-        installLogRecorder();
-        QMutexLocker lock(&log().mutex);
-        log().lines.clear();
+        // The test logger puts its own handler in place when a run starts;
+        // each clear puts this one back in front of it.
+        const QtMessageHandler current = qInstallMessageHandler(record);
+        if (current != record)
+            previous() = current;
+        lines().clear();
     }
 
     QObject *root() const { return m_root; }
     int publishedCount() const { return m_published.size(); }
-
-    // The test logger installs its own handler when a test run starts, so
-    // this is called again from clearLogs() and keeps that handler as the
-    // one lines are passed on to.
-    static void installLogRecorder()
-    {
-        const QtMessageHandler current = qInstallMessageHandler(record);
-        if (current != record)
-            log().previous = current;
-    }
 
 signals:
     void changed();
@@ -99,35 +80,31 @@ private slots:
         const QVariant plain = param.userType() == qMetaTypeId<QJSValue>()
                 ? param.value<QJSValue>().toVariant()
                 : param;
-        m_published.append(QVariantMap{{QStringLiteral("topic"), topic},
-                                       {QStringLiteral("type"), type},
-                                       {QStringLiteral("cmd"), cmd},
-                                       {QStringLiteral("param"), plain},
-                                       {QStringLiteral("bSync"), bSync},
-                                       {QStringLiteral("ms"), QDateTime::currentMSecsSinceEpoch()}});
+        m_published.append(QVariantMap{{"topic", topic},
+                                       {"type", type},
+                                       {"cmd", cmd},
+                                       {"param", plain},
+                                       {"bSync", bSync},
+                                       {"ms", QDateTime::currentMSecsSinceEpoch()}});
         emit changed();
     }
 
 private:
-    struct Log
+    static QStringList &lines()
     {
-        QMutex mutex;
-        QStringList lines;
-        QtMessageHandler previous = nullptr;
-    };
-    static Log &log()
+        static QStringList lines;
+        return lines;
+    }
+    static QtMessageHandler &previous()
     {
-        static Log instance;
-        return instance;
+        static QtMessageHandler handler = nullptr;
+        return handler;
     }
     static void record(QtMsgType type, const QMessageLogContext &context, const QString &message)
     {
-        {
-            QMutexLocker lock(&log().mutex);
-            log().lines.append(message);
-        }
-        if (log().previous)
-            log().previous(type, context, message);
+        lines().append(message);
+        if (previous())
+            previous()(type, context, message);
     }
 
     QPointer<QObject> m_root;

@@ -1,11 +1,14 @@
 // The config editor end to end, one pass: vorahost loads the real plug-in,
 // its page and its database service on a real SQLite file, driven through
-// --script on standard input the way a developer uses the editor: list,
-// choose a table, search, edit a plain and two real-time values, close by the
-// frame and open again.
+// --script the way a developer uses the editor: opened from the host's main
+// window, a table chosen, a search, a plain and two real-time values edited,
+// closed by its frame, opened again and photographed; closing the main
+// window ends the host.
 
 #include "HostRun.h"
 
+#include <QImage>
+#include <QJsonArray>
 #include <QtTest>
 
 using namespace HostTest;
@@ -19,31 +22,16 @@ const QStringList Rows = {
         "scan#IRSpeckle.gain#1.5#红外增益, 实时设置",   "scan#laser.exposure#1200#激光曝光, 实时设置",
         "scan#IRSpeckle.If_Save_Pic#0#保存图片",        "alg#alg.gain#3#算法增益"};
 
-QString fixtureSql()
-{
-    QString sql = VoraTest::TempDatabase::tableSql({"config", "ui", "calibration", "scan", "project", "alg",
-                                                    "postprocess", "navigation", "deviceadjust",
-                                                    "clouddisk"});
-    for (const QString &row : Rows)
-        sql += QStringLiteral("INSERT INTO \"%1\" VALUES ('%2', '%3', '%4');\n")
-                       .arg(row.section('#', 0, 0), row.section('#', 1, 1), row.section('#', 2, 2),
-                            row.section('#', 3, 3));
-    return sql;
-}
-
-// The listing the page should show: the rows of table (all for ""), in the
-// service's order (by table, then as stored), with edited values.
+// The rows of table (all for ""), in the service's order, with edited values.
 QString listing(const QString &table, const QMap<QString, QString> &edited = {})
 {
     QStringList lines;
-    for (const QString &t : {"config", "ui", "scan", "alg"}) {
-        for (QString row : Rows) {
-            const QString key = row.section('#', 1, 1);
-            if (row.section('#', 0, 0) == t && (table.isEmpty() || table == t))
-                lines << (edited.contains(key)
-                                  ? row.replace('#' + row.section('#', 2, 2) + '#', '#' + edited[key] + '#')
-                                  : row);
-        }
+    for (QString row : Rows) {
+        const QString key = row.section('#', 1, 1);
+        if (edited.contains(key))
+            row = QStringList{row.section('#', 0, 1), edited[key], row.section('#', 3)}.join('#');
+        if (table.isEmpty() || row.startsWith(table + '#'))
+            lines << row;
     }
     return lines.join('\n');
 }
@@ -55,26 +43,17 @@ class tst_ConfigEditorHost : public QObject
     Q_OBJECT
 
 private slots:
-    void listSearchEditCloseAndReopen();
+    void openSearchEditCloseAndReopen();
 
 private:
     QString eval(const QString &js) { return m_run->eval(Editor, js).toVariant().toString(); }
     void wait(int ms) { m_run->perform({{"wait", ms}}, Editor); }
-    // Where the middle of the page's item that js names is; a real click there.
-    QString centre(const QString &js)
+    QString shown()
     {
-        return eval("(function(i){var p=i.mapToItem(null,i.width/2,i.height/2);return p.x+','+p.y})(" + js
-                    + ")");
+        return eval("(function(){var m=sqlModelCore.sqlData,r=[];for(var i=0;i<m.count;++i){var o=m.get(i);"
+                    "r.push(o.table+'#'+o.key+'#'+o.value+'#'+o.comment)}return r.join('\\n')})()");
     }
-    void click(const QString &at)
-    {
-        m_run->perform({{"click",
-                         QJsonObject{{"window", Editor},
-                                     {"x", at.section(',', 0, 0).toDouble()},
-                                     {"y", at.section(',', 1, 1).toDouble()}}}},
-                       Editor);
-    }
-    // Types a value into the key's cell and commits it with a click on the
+    // Puts a value into the key's cell and commits it with a real click on the
     // cell's button.
     void edit(const QString &key, const QString &value)
     {
@@ -82,40 +61,35 @@ private:
                 "(function f(it){if(it.objectName==='valueEdit'&&it.visible&&it.parent.y>=0){var m="
                 "sqlModelCore.sqlData;for(var i=0;i<m.count;++i)if(m.get(i).key==='"
                 + key
-                + "'&&m.get(i)"
-                  ".value===it.text)return it}for(var k=0;k<it.children.length;++k){var r=f(it.children[k]);"
-                  "if(r)return r}return null})(root)";
-        const QString button = centre(cell + ".parent.children[1]");
-        click(centre(cell));
-        QCOMPARE(eval(cell + ".activeFocus"), QString("true"));
+                + "'&&m.get(i).value===it.text)return it}for(var k=0;k<it.children.length;++k){var r=f("
+                  "it.children[k]);if(r)return r}return null})(root)";
+        eval(cell + ".parent.children[1].objectName = 'commit " + key + "'");
         eval(cell + ".text = '" + value + "'");
-        click(button);
-    }
-    QString shown()
-    {
-        return eval("(function(){var m=sqlModelCore.sqlData,r=[];for(var i=0;i<m.count;++i){var o=m.get(i);"
-                    "r.push(o.table+'#'+o.key+'#'+o.value+'#'+o.comment)}return r.join('\\n')})()");
-    }
-    void open()
-    {
-        m_run->perform({{"deliver", QJsonObject{{"cmd", "showConfigEditor"}, {"visible", true}}}}, Editor);
-        wait(200);
+        m_run->click(Editor, "commit " + key);
     }
 
     std::unique_ptr<Run> m_run;
 };
 
-void tst_ConfigEditorHost::listSearchEditCloseAndReopen()
+void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
 {
-    VoraTest::TempDatabase db(fixtureSql());
+    QString sql = VoraTest::TempDatabase::tableSql({"config", "ui", "calibration", "scan", "project", "alg",
+                                                    "postprocess", "navigation", "deviceadjust",
+                                                    "clouddisk"});
+    for (const QString &row : Rows)
+        sql += "INSERT INTO \"" + row.section('#', 0, 0) + "\" VALUES ('"
+                + row.section('#', 1).replace("#", "', '") + "');\n";
+    VoraTest::TempDatabase db(sql);
     QVERIFY(db.isValid());
     Bundle bundle;
     QVERIFY(bundle.isValid());
     m_run = std::make_unique<Run>(bundle);
     m_run->start({"--db", db.fileName(), "--script", "-"});
 
-    // Opened: every table listed.
-    open();
+    // Opened from the main window: every table listed.
+    m_run->click("vorahost", "openConfigEditor");
+    wait(200);
+    QCOMPARE(m_run->messages("host").value(0), (QJsonObject{{"cmd", "showConfigEditor"}, {"visible", true}}));
     QCOMPARE(
             m_run->messages("page").value(0),
             (QJsonObject{{"cmd", "query"}, {"target", "dataBaseQuery"}, {"param", "select * from $table$"}}));
@@ -127,11 +101,11 @@ void tst_ConfigEditorHost::listSearchEditCloseAndReopen()
     QCOMPARE(m_run->messages("page").last()["dbName"], QJsonValue("scan"));
     QCOMPARE(shown(), listing("scan"));
     eval("findText.text = 'gain'");
-    click(centre("findButton"));
+    m_run->click(Editor, "findButton");
     wait(100);
-    QCOMPARE(shown(), "scan#IRSpeckle.gain#1.5#红外增益, 实时设置");
+    QCOMPARE(shown(), listing("scan#IRSpeckle.gain"));
     eval("findText.text = ''");
-    click(centre("refreshButton"));
+    m_run->click(Editor, "refreshButton");
     wait(100);
 
     // A plain value: stored, and the table listed again at once.
@@ -161,10 +135,25 @@ void tst_ConfigEditorHost::listSearchEditCloseAndReopen()
 
     // Closed by its frame, then opened again: a new page lists every table.
     m_run->perform({{"close", Editor}}, "vorahost");
-    open();
+    m_run->click("vorahost", "openConfigEditor");
+    wait(300);
     QCOMPARE(eval("curDataBaseName"), QString());
     QCOMPARE(shown(), listing("", edited));
-    QCOMPARE(m_run->finish(), 0);
+    const QString shot = bundle.root() + "/shots/editor.png";
+    const QJsonArray size = m_run->eval(Editor, "[width, height]").toArray();
+    m_run->perform({{"screenshot", QJsonObject{{"window", Editor}, {"file", shot}}}}, Editor);
+    const QImage image(shot);
+    QCOMPARE(image.size(), QSize(size[0].toInt(), size[1].toInt()));
+    QSet<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 7)
+        for (int x = 0; x < image.width(); x += 7)
+            colours.insert(image.pixel(x, y));
+    QVERIFY(colours.size() > 3);
+
+    // Standard input stays open: closing the main window alone ends the host,
+    // with the editor still open.
+    m_run->send(step({{"close", "vorahost"}}));
+    QCOMPARE(m_run->waitForExit(), 0);
     QVERIFY(!m_run->lines().contains(QJsonObject()));
 }
 

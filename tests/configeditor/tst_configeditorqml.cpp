@@ -18,9 +18,9 @@ public:
 public slots:
     void qmlEngineAvailable(QQmlEngine *engine)
     {
-        // Installed here, after the test logger has put its own handler in
-        // place, so both see every line.
-        AppStandIn::installLogRecorder();
+        // After the test logger has put its own handler in place, so both
+        // see every line.
+        m_app.clearLogs();
         engine->addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
         engine->rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
     }

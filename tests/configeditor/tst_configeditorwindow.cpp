@@ -18,12 +18,11 @@ namespace {
 // The one visible editor window of the process; null for none or several.
 QQuickView *editorWindow()
 {
-    QList<QQuickView *> found;
-    for (QWindow *window : QGuiApplication::topLevelWindows()) {
-        if (window->title() == QStringLiteral("配置工具") && window->isVisible())
-            found << qobject_cast<QQuickView *>(window);
-    }
-    return found.size() == 1 ? found.first() : nullptr;
+    QList<QWindow *> found;
+    for (QWindow *window : QGuiApplication::topLevelWindows())
+        found << (window->title() == QStringLiteral("配置工具") && window->isVisible() ? window : nullptr);
+    found.removeAll(nullptr);
+    return found.size() == 1 ? qobject_cast<QQuickView *>(found.first()) : nullptr;
 }
 
 QVariantMap showEditor(bool visible)
@@ -44,9 +43,21 @@ class tst_ConfigEditorWindow : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        m_engine.addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
+        m_engine.rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
+    }
+    void init()
+    {
+        qApp->setProperty("__vora_MainQmlEngine__", QVariant::fromValue<QQmlEngine *>(&m_engine));
+        m_app.clear();
+    }
+    void cleanup()
+    {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!editorWindow());
+    }
 
     void openCloseByFrameAndReopen();
     void closeByFrameAsksToBeClosed();
@@ -70,25 +81,6 @@ private:
     AppStandIn m_app;
     QQmlEngine m_engine;
 };
-
-void tst_ConfigEditorWindow::initTestCase()
-{
-    QVERIFY(m_db.isValid());
-    m_engine.addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
-    m_engine.rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
-}
-
-void tst_ConfigEditorWindow::init()
-{
-    qApp->setProperty("__vora_MainQmlEngine__", QVariant::fromValue<QQmlEngine *>(&m_engine));
-    m_app.clear();
-}
-
-void tst_ConfigEditorWindow::cleanup()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(!editorWindow());
-}
 
 void tst_ConfigEditorWindow::openCloseByFrameAndReopen()
 {

@@ -1,11 +1,11 @@
 // The developer-mode window with the real plug-in and its real QML page from
-// the plug-in's resources: one window per request, the host's engine or a
-// private one, a new page after a close by the window's frame.
+// the plug-in's resources: one window per request, on the host's engine or a
+// private one, a new page after a close by the window's frame, and gone with
+// the developer mode.
 
 #include "DeveloperModeFixture.h"
 
 #include <QGuiApplication>
-#include <QPointer>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -13,44 +13,26 @@
 #include <QtTest>
 #include <qpa/qwindowsysteminterface.h>
 
-#include <memory>
-
 using namespace DevModeTest;
 
 namespace {
 
 const char EngineProperty[] = "__vora_MainQmlEngine__";
-const QString WindowTitle = QStringLiteral("开发者模式");
-const QVariantMap ShowView{{"module", "DeveloperMode"}, {"cmd", "showDeveloperModeView"}};
 
-QList<QQuickView *> developerModeWindows()
+QList<QWindow *> developerModeWindows()
 {
-    QList<QQuickView *> result;
+    QList<QWindow *> result;
     for (QWindow *window : QGuiApplication::topLevelWindows()) {
-        if (window->title() == WindowTitle && qobject_cast<QQuickView *>(window))
-            result.append(static_cast<QQuickView *>(window));
+        if (window->title() == QStringLiteral("开发者模式"))
+            result.append(window);
     }
     return result;
 }
 
-// Closes the window as its frame's close button does.
+// The window system's close, as the frame's close button sends it.
 void closeByFrame(QWindow *window)
 {
     QWindowSystemInterface::handleCloseEvent<QWindowSystemInterface::SynchronousDelivery>(window);
-}
-
-QQuickItem *item(QQuickView *view, const char *objectName, QQuickItem *in = nullptr)
-{
-    in = in ? in : view->rootObject();
-    return in ? in->findChild<QQuickItem *>(QLatin1String(objectName)) : nullptr;
-}
-
-// A left click on target (in its middle by default), delivered to its window.
-void click(QQuickView *view, QQuickItem *target, QPointF at = QPointF(-1, -1))
-{
-    if (at.x() < 0)
-        at = QPointF(target->width() / 2, target->height() / 2);
-    QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, target->mapToScene(at).toPoint());
 }
 
 } // namespace
@@ -60,43 +42,35 @@ class tst_DeveloperModeWindow : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init()
+    {
+        removeSnapshotDir();
+        m_controller = std::make_unique<VoraTest::Controller>();
+    }
+    void cleanup()
+    {
+        m_controller.reset();
+        qApp->setProperty(EngineProperty, QVariant());
+    }
 
     void oneWindowForTwoRequests_data();
     void oneWindowForTwoRequests();
     void closeThenShowGivesNewPage();
 
 private:
-    // Enters the developer mode and opens its one window.
+    // Its one window, opened and exposed.
     QQuickView *show()
     {
-        m_controller->deliver(ShowView);
+        m_controller->deliver({{"module", "DeveloperMode"}, {"cmd", "showDeveloperModeView"}});
         const auto windows = developerModeWindows();
-        return windows.size() == 1 && QTest::qWaitForWindowExposed(windows.first()) ? windows.first()
-                                                                                    : nullptr;
+        return windows.size() == 1 && QTest::qWaitForWindowExposed(windows.first())
+                ? qobject_cast<QQuickView *>(windows.first())
+                : nullptr;
     }
 
-    std::unique_ptr<VoraTest::TempDatabase> m_db;
+    VoraTest::TempDatabase m_db{schema()};
     std::unique_ptr<VoraTest::Controller> m_controller;
 };
-
-void tst_DeveloperModeWindow::init()
-{
-    removeSnapshotDir();
-    m_db = std::make_unique<VoraTest::TempDatabase>(schema());
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->errorString()));
-    m_controller = std::make_unique<VoraTest::Controller>();
-    QVERIFY2(m_controller->isValid(), qPrintable(m_controller->errorString()));
-}
-
-void tst_DeveloperModeWindow::cleanup()
-{
-    m_controller.reset();
-    m_db.reset();
-    qApp->setProperty(EngineProperty, QVariant());
-    removeSnapshotDir();
-}
 
 void tst_DeveloperModeWindow::oneWindowForTwoRequests_data()
 {
@@ -115,40 +89,28 @@ void tst_DeveloperModeWindow::oneWindowForTwoRequests()
     QFETCH(int, published);
     QFETCH(bool, hostEngine);
     QQmlEngine engine;
-    if (published == 1)
-        qApp->setProperty(EngineProperty, QVariant::fromValue(&engine));
-    else if (published == 2)
-        qApp->setProperty(EngineProperty, QVariant::fromValue(static_cast<QObject *>(&engine)));
-    else if (published == 3)
-        qApp->setProperty(EngineProperty, QStringLiteral("engine"));
-
+    const QVariant property[] = {QVariant(), QVariant::fromValue(&engine),
+                                 QVariant::fromValue(static_cast<QObject *>(&engine)), QVariant("engine")};
+    qApp->setProperty(EngineProperty, property[published]);
     QVERIFY(m_controller->waitUntilStarted());
     m_controller->deliver({{"cmd", "enableDeveloperMode"}, {"enabled", true}});
     QObject *devMode = m_controller->child("DeveloperModeController");
-    QVERIFY(devMode);
     QQuickView *view = show();
-    QVERIFY(view);
-    QCOMPARE(view->status(), QQuickView::Ready);
+    QVERIFY(devMode && view);
     QVERIFY2(view->errors().isEmpty(), qPrintable(view->errors().value(0).toString()));
     QCOMPARE(view->engine() == &engine, hostEngine);
     QCOMPARE(view->size(), QSize(600, 400));
-    QCOMPARE(view->rootObject()->property("title").toString(), WindowTitle);
-    QQuickItem *page = view->rootObject();
-
-    QCOMPARE(view->source(), QUrl(QStringLiteral("qrc:/DeveloperMode/views/DeveloperModeView.qml")));
+    QCOMPARE(view->source(), QUrl("qrc:/DeveloperMode/views/DeveloperModeView.qml"));
     QCOMPARE(view->resizeMode(), QQuickView::SizeRootObjectToView);
-
     // The second request changes nothing, even for a minimised window; a
     // request for another module (letter case counts) is not for us.
+    QQuickItem *page = view->rootObject();
     view->showMinimized();
-    m_controller->deliver(ShowView);
-    QVariantMap otherModule = ShowView;
-    otherModule.insert("module", "developermode");
-    m_controller->deliver(otherModule);
-    QCOMPARE(developerModeWindows(), QList<QQuickView *>{view});
+    m_controller->deliver({{"module", "DeveloperMode"}, {"cmd", "showDeveloperModeView"}});
+    m_controller->deliver({{"module", "developermode"}, {"cmd", "showDeveloperModeView"}});
+    QCOMPARE(developerModeWindows(), QList<QWindow *>{view});
     QCOMPARE(view->rootObject(), page);
     QCOMPARE(view->windowState(), Qt::WindowMinimized);
-
     // QML on the host's engine sees the controller, also after the window is
     // gone; a private engine leaves the host's untouched.
     const auto seen = [&] {
@@ -164,19 +126,13 @@ void tst_DeveloperModeWindow::oneWindowForTwoRequests()
 
 void tst_DeveloperModeWindow::closeThenShowGivesNewPage()
 {
-    QQmlEngine engine;
-    qApp->setProperty(EngineProperty, QVariant::fromValue(&engine));
     QObject *devMode = enterDeveloperMode(*m_controller);
-    QVERIFY(devMode);
     QPointer<QQuickView> first = show();
-    QVERIFY(first);
-    QPointer<QQuickItem> firstPage = first->rootObject();
-
+    QVERIFY(devMode && first);
     // Another window's close passes the controller's filter untouched.
     QQuickView other;
     other.installEventFilter(devMode);
     other.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&other));
     QCloseEvent event;
     event.ignore();
     QCOMPARE(devMode->eventFilter(&other, &event), false);
@@ -184,32 +140,32 @@ void tst_DeveloperModeWindow::closeThenShowGivesNewPage()
     closeByFrame(&other);
     QVERIFY(!other.isVisible());
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(first && first->isVisible());
-    QCOMPARE(developerModeWindows(), QList<QQuickView *>{first.data()});
+    QCOMPARE(developerModeWindows(), QList<QWindow *>{first.data()});
 
-    // The section's master is on; the section is opened by a click beside
-    // its switch.
-    QQuickItem *master = item(first, "enableSaveReadImage");
-    QVERIFY(master && master->property("checked").toBool());
-    QQuickItem *header = item(first, "header", master);
-    click(first, header, QPointF(5, header->height() / 2));
-    QTRY_VERIFY(item(first, "childColumn", master)->isVisible());
-
+    // A section opened by a click beside its switch.
+    const auto column = [](QQuickView *view) {
+        return view->rootObject()->findChild<QQuickItem *>("childColumn");
+    };
+    QQuickItem *header = first->rootObject()->findChild<QQuickItem *>("header");
+    QTest::mouseClick(first, Qt::LeftButton, {},
+                      header->mapToScene(QPointF(5, header->height() / 2)).toPoint());
+    QTRY_VERIFY(column(first)->isVisible());
+    QPointer<QQuickItem> firstPage = first->rootObject();
     closeByFrame(first);
     QVERIFY(first); // still inside its close event's aftermath until the loop runs
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(!first);
-    QVERIFY(!firstPage);
+    QVERIFY(!first && !firstPage);
     QVERIFY(developerModeWindows().isEmpty());
 
+    // A new page: the settings live in the controller, the open section
+    // lived in the page and is gone with it.
     QPointer<QQuickView> second = show();
     QVERIFY(second);
-    // The setting lives in the controller; the opened section lived in the
-    // page and is gone with it.
-    master = item(second, "enableSaveReadImage");
-    QVERIFY(master && master->property("checked").toBool());
-    QVERIFY(!item(second, "childColumn", master)->isVisible());
-
+    QVERIFY(second->rootObject()
+                    ->findChild<QQuickItem *>("enableSaveReadImage")
+                    ->property("checked")
+                    .toBool());
+    QVERIFY(!column(second)->isVisible());
     // The window goes with the developer mode, once the event loop runs.
     m_controller->deliver({{"cmd", "enableDeveloperMode"}, {"enabled", false}});
     QVERIFY(second);

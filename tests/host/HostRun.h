@@ -60,10 +60,6 @@ public:
     {
         return m_dir.filePath(QStringLiteral("Resources/ScanSets/developer_mode_temp.json"));
     }
-    QString value(const QString &table, const QString &key) const
-    {
-        return VoraTest::value(database(), table, key);
-    }
 
 private:
     QTemporaryDir m_dir;
@@ -75,8 +71,7 @@ private:
 class Run
 {
 public:
-    explicit Run(const Bundle &bundle) : Run(bundle.host(), bundle.root()) { }
-    Run(const QString &host, const QString &workingDirectory) : m_host(host)
+    explicit Run(const Bundle &bundle) : m_host(bundle.host())
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         // A private runtime folder keeps Qt's complaint about a missing one
@@ -87,7 +82,7 @@ public:
         if (!env.contains(QStringLiteral("QT_QUICK_BACKEND")))
             env.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
         m_process.setProcessEnvironment(env);
-        m_process.setWorkingDirectory(workingDirectory);
+        m_process.setWorkingDirectory(bundle.root());
     }
 
     ~Run() { kill(); }
@@ -97,12 +92,11 @@ public:
         m_process.start(m_host, arguments);
     }
 
-    void send(const QByteArray &line)
+    void send(const QByteArray &line, const char *end = "\n")
     {
-        m_process.write(line + '\n');
+        m_process.write(line + end);
         m_process.waitForBytesWritten(5000);
     }
-    void send(const QJsonObject &object) { send(step(object)); }
 
     // Sends one step, then an eval of a marker in window, and returns the
     // lines printed in between: what that step said.
@@ -110,8 +104,8 @@ public:
     {
         const int from = m_lines.size();
         const QString marker = QStringLiteral("sync-%1").arg(++m_syncs);
-        send(object);
-        send(evalStep(window, QLatin1Char('\'') + marker + QLatin1Char('\'')));
+        send(step(object));
+        send(step(evalStep(window, QLatin1Char('\'') + marker + QLatin1Char('\''))));
         const int at = waitForLine([&](const QJsonObject &line) { return line["eval"] == marker; }, 30000);
         return at < 0 ? QList<QJsonObject>{{{"error", errorOutput()}}} : m_lines.mid(from, at - from);
     }
@@ -123,6 +117,22 @@ public:
                 return line["eval"];
         }
         return QJsonValue::Undefined;
+    }
+
+    // A real click in the middle of the item named objectName in window.
+    void click(const QString &window, const QString &objectName)
+    {
+        const QJsonValue at = eval(
+                window,
+                "(function f(items) { for (var i = 0; i < items.length; ++i) {"
+                " var it = items[i]; if (it.objectName === '"
+                        + objectName
+                        + "') {"
+                          " var p = it.mapToItem(null, it.width / 2, it.height / 2);"
+                          " return [p.x, p.y]; } var r = f(it.children); if (r) return r; }"
+                          " return null; })(typeof contentItem !== 'undefined' ? [contentItem]"
+                          " : children)");
+        perform({{"click", QJsonObject{{"window", window}, {"x", at[0]}, {"y", at[1]}}}}, window);
     }
 
     // Closes standard input (the script ends) and waits for the exit; the

@@ -85,12 +85,8 @@ private slots:
     void destroyedBeforeItsStartRunsNothing();
     void restoresDeveloperModeAtStart_data();
     void restoresDeveloperModeAtStart();
-    void handOnCarriesAllFields_data();
-    void handOnCarriesAllFields();
-    void developerModeSwitch();
-    void subControllerMessages_data();
-    void subControllerMessages();
-    void configEditorCommand();
+    void commands_data();
+    void commands();
     void oneOfEachPerProcess_data();
     void oneOfEachPerProcess();
 
@@ -218,121 +214,111 @@ void tst_ApplicationToolsController::restoresDeveloperModeAtStart()
     QCOMPARE(controller.child("DeveloperModeController") != nullptr, restored);
 }
 
-void tst_ApplicationToolsController::handOnCarriesAllFields_data()
+void tst_ApplicationToolsController::commands_data()
 {
+    QTest::addColumn<QString>("before"); // what exists: "developer mode", "switched off", "editor"
+    QTest::addColumn<bool>("fromDeveloperMode"); // published by it rather than delivered by the host
     QTest::addColumn<QVariantMap>("param");
-    QTest::addColumn<QString>("module");
-    QTest::newRow("no module") << QVariantMap{{"cmd", "showDeveloperModeView"}} << "";
-    QTest::newRow("module") << QVariantMap{{"cmd", "x"}, {"module", "DeveloperMode"}} << "DeveloperMode";
-    QTest::newRow("no cmd") << QVariantMap{{"module", "scan"}, {"value", 3}} << "scan";
-    QTest::newRow("cmd case differs") << QVariantMap{{"cmd", "EnableDeveloperMode"}, {"enabled", true}} << "";
-    QTest::newRow("numeric module") << QVariantMap{{"cmd", "y"}, {"module", 7}} << "7";
+    // Published commands | handed on | the developer mode | the editor | log lines
+    QTest::addColumn<QString>("outcome");
+    auto row = [](const char *tag, const char *before, bool sub, const QVariantMap &param,
+                  const char *outcome) { QTest::newRow(tag) << before << sub << param << outcome; };
+    const QVariantMap query{{"cmd", "developerModeQuerySetting"}, {"key", "rollbackFrame"}};
+    row("on", "", false, enable(true), "developerModeEnabledChanged | 0 | new | none | 0");
+    row("on while on", "developer mode", false, enable(true), " | 0 | same | none | 0");
+    row("on as text while on", "developer mode", false, enable("true"), " | 0 | same | none | 0");
+    row("off without enabled", "developer mode", false, enable(QVariant()),
+        "developerModeSettingChanged:all,developerModeEnabledChanged | 0 | deleted later | none | 0");
+    row("off while off", "", false, enable(false), " | 0 | none | none | 0");
+    row("on while leaving", "switched off", false, enable(true),
+        "developerModeEnabledChanged | 0 | new | none | 0");
+    row("editor", "", false, showEditor(true), " | 0 | none | new | 1");
+    row("editor while open", "editor", false, showEditor(true), " | 0 | none | same | 0");
+    row("editor closed without visible", "editor", false, showEditor(QVariant()),
+        " | 0 | none | deleted | 0");
+    row("editor closed while none", "", false, showEditor(false), " | 0 | none | none | 0");
+    row("no module", "", false, {{"cmd", "showDeveloperModeView"}}, " | 1 | none | none | 0");
+    row("module", "", false, {{"cmd", "x"}, {"module", "DeveloperMode"}}, " | 1 | none | none | 0");
+    row("no cmd", "", false, {{"module", "scan"}, {"value", 3}}, " | 1 | none | none | 0");
+    row("cmd case differs", "", false, {{"cmd", "EnableDeveloperMode"}, {"enabled", true}},
+        " | 1 | none | none | 0");
+    row("numeric module", "", false, {{"cmd", "y"}, {"module", 7}}, " | 1 | none | none | 0");
+    row("developer mode: foreign command", "developer mode", true, query,
+        "developerModeQuerySetting | 0 | same | none | 0");
+    row("developer mode: no cmd", "developer mode", true, {{"key", "x"}}, " | 0 | same | none | 0");
+    row("developer mode: close editor", "developer mode editor", true, showEditor(false),
+        " | 0 | same | deleted | 0");
+    row("developer mode: switch off", "developer mode", true, enable(false),
+        "developerModeSettingChanged:all,developerModeEnabledChanged | 0 | deleted later | none | 0");
 }
 
-void tst_ApplicationToolsController::handOnCarriesAllFields()
+// The handler table after start-up: its two commands switch their
+// sub-controller, everything else is handed on with all its fields; what
+// the developer mode publishes is run here when it is one of the two, and
+// goes to the bus otherwise.
+void tst_ApplicationToolsController::commands()
 {
+    QFETCH(QString, before);
+    QFETCH(bool, fromDeveloperMode);
     QFETCH(QVariantMap, param);
-    QFETCH(QString, module);
+    QFETCH(QString, outcome);
     VoraTest::TempDatabase db(Schema);
-    VoraTest::Controller controller;
-    QVERIFY(controller.waitUntilStarted());
-    QSignalSpy handedOn(controller.object(), NotifySignal);
-    QCOMPARE(controller.box().deliver(controller.object(), "topic", "type", "event", param), 0);
-    QCOMPARE(handedOn.count(), 1);
-    QCOMPARE(handedOn.first(), QVariantList({"topic", "type", "event", param, module}));
-    QVERIFY(controller.published().isEmpty());
-    QVERIFY(!controller.child("DeveloperModeController"));
-}
-
-void tst_ApplicationToolsController::developerModeSwitch()
-{
-    VoraTest::TempDatabase db(Schema);
-    VoraTest::Controller controller;
-    QVERIFY(controller.waitUntilStarted());
-    QSignalSpy handedOn(controller.object(), NotifySignal);
-    // Off while off: nothing.
-    QCOMPARE(controller.deliver(enable(false)), 0);
-    QVERIFY(controller.published().isEmpty());
-    // On twice: one developer mode, one announcement, in the plug-in's
-    // envelope: empty topic, type and event, flag false, no payload.
-    QCOMPARE(controller.deliver(enable(true)), 0);
-    QPointer<QObject> first = controller.child("DeveloperModeController");
-    QVERIFY(first);
-    controller.deliver(enable("true"));
-    QCOMPARE(controller.child("DeveloperModeController"), first.data());
-    QCOMPARE(controller.published(), enabledChanged(true));
-    const CommonLib::VoraBusMessage message = controller.box().messages().first();
-    QCOMPARE(QStringList({message.topic, message.type, message.event, message.sender}),
-             QStringList({"", "", "", "ApplicationToolsController"}));
-    QVERIFY(!message.flag && !message.payload);
-    QCOMPARE(handedOn.count(), 0);
-    // Off without "enabled": deleted later, announced at once; on again at
-    // once makes a new one although the old one still exists.
-    controller.deliver(enable(QVariant()));
-    QVERIFY(first);
-    controller.deliver(enable(true));
-    QCOMPARE(controller.published().mid(2), enabledChanged(false) + enabledChanged(true));
-    QVERIFY(first);
-    QTRY_VERIFY(!first);
-    QVERIFY(controller.child("DeveloperModeController"));
-}
-
-void tst_ApplicationToolsController::subControllerMessages_data()
-{
-    QTest::addColumn<QVariantMap>("sent");
-    QTest::addColumn<QStringList>("published");
-    QTest::newRow("foreign command is published")
-            << QVariantMap{{"cmd", "developerModeQuerySetting"}, {"key", "rollbackFrame"}}
-            << QStringList{"developerModeQuerySetting"};
-    QTest::newRow("no cmd is published") << QVariantMap{{"key", "x"}} << QStringList{""};
-    QTest::newRow("config editor command runs here") << showEditor(false) << QStringList();
-    QTest::newRow("switch-off runs here")
-            << enable(false) << QStringList{"developerModeSettingChanged:all", "developerModeEnabledChanged"};
-}
-
-void tst_ApplicationToolsController::subControllerMessages()
-{
-    QFETCH(QVariantMap, sent);
-    QFETCH(QStringList, published);
-    VoraTest::TempDatabase db(Schema);
-    VoraTest::Controller controller;
-    QVERIFY(controller.waitUntilStarted());
-    controller.deliver(enable(true));
-    controller.box().clearMessages();
-    // The sub-controller speaks through its publish signal.
-    QVERIFY(QMetaObject::invokeMethod(controller.child("DeveloperModeController"), "publish",
-                                      Q_ARG(QVariantMap, sent)));
-    QCOMPARE(controller.publishedCommands(), published);
-    const CommonLib::VoraBusMessage message = controller.box().messages().value(0);
-    if (published.value(0) == sent.value("cmd").toString())
-        QVERIFY(message.param == sent && message.topic + message.type + message.event == "" && !message.flag);
-}
-
-void tst_ApplicationToolsController::configEditorCommand()
-{
-    VoraTest::TempDatabase db(Schema);
-    VoraTest::Controller controller;
-    QVERIFY(controller.waitUntilStarted());
+    VoraTest::Controller c;
+    QVERIFY(c.waitUntilStarted());
+    if (before.contains("developer mode") || before.contains("switched off"))
+        c.deliver(enable(true));
+    QPointer<QObject> devMode = c.child("DeveloperModeController");
+    if (before.contains("switched off"))
+        c.deliver(enable(false));
+    if (before.contains("editor"))
+        c.deliver(showEditor(true));
+    QPointer<QObject> editor = c.child("ConfigEditorController");
+    c.box().clearMessages();
+    QSignalSpy handedOn(c.object(), NotifySignal);
     VoraTest::LogCollector log;
-    QCOMPARE(controller.deliver(showEditor(true)), 0);
-    QPointer<QObject> editor = controller.child("ConfigEditorController");
-    QVERIFY(editor);
-    controller.deliver(showEditor(true));
-    QCOMPARE(controller.child("ConfigEditorController"), editor.data());
-    // One debug line, with the handler as its context.
-    const QStringList lines = log.lines("src/ApplicationToolsController.cpp");
-    QCOMPARE(lines.size(), 1);
-    QVERIFY2(lines.first().startsWith("debug default src/ApplicationToolsController.cpp ")
-                     && lines.first().contains(" ApplicationToolsController::")
-                     && lines.first().endsWith(": show config editor"),
-             qPrintable(lines.first()));
-    // Closed at once (not deferred) without "visible"; closing again is a
-    // no-op. The command publishes and logs nothing else either way.
-    controller.deliver(showEditor(QVariant()));
-    QVERIFY(!editor);
-    controller.deliver(showEditor(false));
-    QVERIFY(controller.published().isEmpty());
-    QCOMPARE(log.lines("src/ApplicationToolsController.cpp").size(), 1);
+    if (fromDeveloperMode)
+        QVERIFY(QMetaObject::invokeMethod(devMode, "publish", Q_ARG(QVariantMap, param)));
+    else
+        QCOMPARE(c.box().deliver(c.object(), "topic", "type", "event", param), 0);
+
+    // Each sub-controller after the event loop has run: the same, a new one,
+    // none, or the one before deleted at once or later.
+    const bool aliveRightAfter[] = {!devMode.isNull(), !editor.isNull()};
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QStringList states;
+    for (int i = 0; i < 2; ++i) {
+        const QPointer<QObject> &old = i ? editor : devMode;
+        QObject *now = c.child(i ? "ConfigEditorController" : "DeveloperModeController");
+        const bool existed = i ? before.contains("editor")
+                               : before.contains("developer") || before.contains("switched");
+        states << (now                                  ? (now == old ? "same" : "new")
+                           : !existed                   ? "none"
+                           : aliveRightAfter[i] && !old ? "deleted later"
+                                                        : "deleted");
+    }
+    QCOMPARE(QStringList({c.publishedCommands().join(','), QString::number(handedOn.count()),
+                          states.join(" | "),
+                          QString::number(log.lines("src/ApplicationToolsController.cpp").size())})
+                     .join(" | "),
+             outcome);
+    // Handed on with all its fields, module read from the map as text.
+    if (!handedOn.isEmpty())
+        QCOMPARE(handedOn.first(),
+                 QVariantList({"topic", "type", "event", param, param.value("module").toString()}));
+    // Published in the plug-in's envelope: empty topic, type and event, flag
+    // false, no payload; the same map as the developer mode's.
+    for (const CommonLib::VoraBusMessage &m : c.box().messages()) {
+        QVERIFY(m.topic.isEmpty() && m.type.isEmpty() && m.event.isEmpty() && !m.flag && !m.payload);
+        QCOMPARE(m.sender, QString("ApplicationToolsController"));
+        if (fromDeveloperMode && m.param.value("cmd") == param.value("cmd"))
+            QCOMPARE(m.param, param);
+    }
+    // The editor's one debug line, with the handler as its context.
+    for (const QString &line : log.lines("src/ApplicationToolsController.cpp"))
+        QVERIFY2(line.startsWith("debug default src/ApplicationToolsController.cpp ")
+                         && line.contains(" ApplicationToolsController::")
+                         && line.endsWith(": show config editor"),
+                 qPrintable(line));
 }
 
 void tst_ApplicationToolsController::oneOfEachPerProcess_data()

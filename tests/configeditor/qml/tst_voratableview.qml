@@ -171,106 +171,69 @@ Item {
             compare(data.get(), data.expected)
         }
 
-        function test_chooseTable_data() {
+        // The controls below the table, one row each: with a table chosen and
+        // a word typed (focus left in the field, or moved on to the button
+        // row), what the user does, the queries that go out, the lines logged.
+        function test_controls_data() {
+            var all = query("select * from $table$")
+            var click = function(name) { return function() { clickItem(child(name)) } }
+            var key = function(k) { return function() { keyClick(k) } }
+            var choose = function(i) { return function() { chooseTable(i) } }
             return [
-                { tag: "scan", index: 2, dbName: "scan" },
-                { tag: "clouddisk is sent by its name", index: 7, dbName: "clouddisk" },
-                { tag: "back to all", index: 0, dbName: undefined }
+                { tag: "table scan", table: 3, act: choose(2), last: true, sent: [query(all.param, "scan")], logged: ["radioButtonChecked: scan"] },
+                { tag: "table clouddisk, by its name", act: choose(7), last: true, sent: [query(all.param, "clouddisk")],
+                  logged: ["radioButtonChecked: clouddisk"] },
+                { tag: "table all", table: 3, act: choose(0), last: true, sent: [all], logged: ["radioButtonChecked: all"] },
+                { tag: "find", table: 3, typed: "  Gain ", act: click("findButton"), sent: [query(searchSql.arg("Gain"), "alg")],
+                  logged: ["sign 0112 find", "sign 0106 find"] },
+                { tag: "find in every table", typed: "gain", act: click("findButton"), sent: [query(searchSql.arg("gain"))],
+                  logged: ["sign 0106 find"] },
+                { tag: "find without a word", table: 2, typed: "   ", act: click("findButton"), sent: [],
+                  logged: ["sign 0112 find"], notLogged: ["sign 0106 find"] },
+                // The shortcut passes the typed text as the table and leaves the
+                // keyword undefined: a search for "undefined" in that table.
+                { tag: "Enter in the search field", table: 2, typed: "alg", act: key(Qt.Key_Enter),
+                  sent: [query(searchSql.arg("undefined"), "alg")], logged: ["sign 0112 findcmd.focus= true", "sign 0112 onEnterOkPressed"] },
+                { tag: "Enter elsewhere", table: 2, typed: "alg", away: true, act: key(Qt.Key_Enter), sent: [],
+                  logged: ["sign 0112 findcmd.focus= false"], notLogged: ["sign 0112 onEnterOkPressed"] },
+                { tag: "Return in the button row", table: 2, typed: " IR ", away: true, act: key(Qt.Key_Return),
+                  sent: [query(searchSql.arg("IR"), "scan")], logged: ["sign 1 12 ==========", "this is why luan le"] },
+                { tag: "another key in the button row", table: 2, typed: "x", away: true, act: key(Qt.Key_A), sent: [],
+                  logged: ["sign 1 12 =========="], notLogged: ["this is why luan le"] },
+                // Every table, whatever the combo box shows; refresh goes back to it.
+                { tag: "show all", table: 2, typed: "gain", act: click("showAllButton"), sent: [all], text: "", shows: "scan",
+                  logged: ["sign 0112 show all"] },
+                { tag: "refresh", table: 2, typed: "gain", act: click("refreshButton"), sent: [query(searchSql.arg("gain"), "scan")],
+                  logged: ["sign 0112 refresh"] },
+                { tag: "space", typed: "ab", away: true, act: key(Qt.Key_Space), sent: [], text: "ab ", logged: ["captureKeySpace"] },
+                { tag: "hide", table: 4, typed: "ab", away: true, act: click("hideButton"), sent: [], hidden: true, logged: ["hide"] },
+                { tag: "Esc", table: 4, typed: "ab", away: true, act: key(Qt.Key_Escape), sent: [], hidden: true,
+                  logged: ["captureKeyEsc"] }
             ]
         }
 
-        function test_chooseTable(data) {
-            chooseTable(data.index === 0 ? 3 : data.index)
-            chooseTable(data.index)
-            compare($app.params().pop(), query("select * from $table$", data.dbName))
-            compare(page.curDataBaseName, data.dbName === undefined ? "" : data.dbName)
-            verify($app.logged("radioButtonChecked: " + (data.dbName === undefined ? "all" : data.dbName)))
-        }
-
-        function test_findButton_data() {
-            return [
-                { tag: "word", typed: "  Gain ", table: 3, sql: searchSql.arg("Gain"), dbName: "alg" },
-                { tag: "word in every table", typed: "gain", table: 0, sql: searchSql.arg("gain"), dbName: undefined },
-                { tag: "blank search sends nothing", typed: "   ", table: 2, sql: undefined }
-            ]
-        }
-
-        function test_findButton(data) {
-            chooseTable(data.table)
-            search(data.typed)
-            clickItem(child("findButton"))
-            verify($app.logged("sign 0112 find"))
-            compare($app.params(), data.sql === undefined ? [] : [query(data.sql, data.dbName)])
-            compare($app.logged("sign 0106 find"), data.sql !== undefined)
-        }
-
-        // The "Enter" shortcut passes the search text as the table and leaves
-        // the keyword undefined: a search for "undefined" in that table. Only
-        // while the search field has the focus.
-        function test_enterShortcut_data() {
-            return [{ tag: "search field focused", focused: true }, { tag: "focus elsewhere", focused: false }]
-        }
-
-        function test_enterShortcut(data) {
-            chooseTable(2)
-            search("alg", !data.focused)
-            keyClick(Qt.Key_Enter)
-            verify($app.logged("sign 0112 findcmd.focus= " + data.focused), $app.logs().join("|"))
-            compare($app.logged("sign 0112 onEnterOkPressed"), data.focused)
-            compare($app.params(), data.focused ? [query(searchSql.arg("undefined"), "alg")] : [])
-        }
-
-        function test_returnInButtonRowSearches() {
-            chooseTable(2)
-            search(" IR ", true)
-            keyClick(Qt.Key_Return)
-            verify($app.logged("sign 1 12 =========="))
-            verify($app.logged("this is why luan le"))
-            compare($app.params(), [query(searchSql.arg("IR"), "scan")])
-            $app.clearLogs()
-            keyClick(Qt.Key_A)
-            verify($app.logged("sign 1 12 =========="))
-            verify(!$app.logged("this is why luan le"))
-            compare($app.publishedCount, 1)
-        }
-
-        function test_showAllThenRefresh() {
-            chooseTable(2)
-            search("gain")
-            clickItem(child("showAllButton"))
-            compare(child("findText").text, "")
-            compare(child("tableChoice").currentText, "scan")
-            clickItem(child("refreshButton"))
-            compare($app.params(), [query("select * from $table$"), query("select * from $table$", "scan")])
-            verify($app.logged("sign 0112 show all"))
-            verify($app.logged("sign 0112 refresh"))
-        }
-
-        // Hidden, the page takes no blank from the space key; shown again,
-        // it lists its table anew.
-        function test_hideAndShowAgain_data() {
-            return [{ tag: "hide button", useKey: false }, { tag: "Esc", useKey: true }]
-        }
-
-        function test_hideAndShowAgain(data) {
-            chooseTable(4)
-            search("ab", true)
-            keyClick(Qt.Key_Space)
-            compare(child("findText").text, "ab ")
-            verify($app.logged("captureKeySpace"))
-            $app.clear()
-            if (data.useKey)
-                keyClick(Qt.Key_Escape)
-            else
-                clickItem(child("hideButton"))
-            compare(page.visible, false)
-            verify($app.logged(data.useKey ? "captureKeyEsc" : "hide"))
-            compare($app.publishedCount, 0)
-            keyClick(Qt.Key_Space)
-            compare(child("findText").text, "ab ")
-            $app.clear()
-            page.visible = true
-            compare($app.params(), [query("select * from $table$", "postprocess")])
+        function test_controls(data) {
+            chooseTable(data.table || 0)
+            search(data.typed || "", data.away)
+            data.act()
+            // Choosing by keys passes the entries between: the last query counts.
+            compare(data.last ? $app.params().slice(-1) : $app.params(), data.sent)
+            for (var i = 0; i < data.logged.length; ++i)
+                verify($app.logged(data.logged[i]), data.logged[i] + " in " + $app.logs().join("|"))
+            for (i = 0; data.notLogged && i < data.notLogged.length; ++i)
+                verify(!$app.logged(data.notLogged[i]), data.notLogged[i])
+            compare(child("findText").text, data.text !== undefined ? data.text : data.typed || "")
+            if (data.shows)
+                compare(child("tableChoice").currentText, data.shows)
+            compare(page.visible, !data.hidden)
+            if (data.hidden) {
+                // Hidden, the page takes no blank; shown again, it lists its table.
+                keyClick(Qt.Key_Space)
+                compare(child("findText").text, data.typed)
+                $app.clear()
+                page.visible = true
+                compare($app.params(), [query("select * from $table$", "postprocess")])
+            }
         }
 
         // Only a "dataBaseResponseCmd" answer fills the table.
