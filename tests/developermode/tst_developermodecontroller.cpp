@@ -384,7 +384,13 @@ void tst_DeveloperModeController::restoreOrder()
             e.writes << w.table + '|' + w.key + '|' + w.newValue.typeName() + ' ' + w.newValue.toString();
         });
         e.controller.box().clearMessages();
+        // The page's exit button only asks its owner, which runs the request
+        // itself: it never reaches the bus.
+        QSignalSpy asked(e.devMode, SIGNAL(publish(QVariantMap)));
         QVERIFY(QMetaObject::invokeMethod(e.devMode, "quitDeveloperMode"));
+        const QVariantMap request = asked.value(1).value(0).toMap(); // after the restore it caused
+        QCOMPARE(request, QVariantMap({{"cmd", "enableDeveloperMode"}, {"enabled", false}}));
+        QCOMPARE(request.value("enabled").userType(), int(QMetaType::Bool));
         QVERIFY(QFile::exists(snapshotDir()));
         QVERIFY(!QFile::exists(snapshotFile()));
         QCOMPARE(e.controller.published().value(0),
