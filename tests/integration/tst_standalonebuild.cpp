@@ -107,11 +107,12 @@ void tst_StandaloneBuild::sameMetadataAndLogFileNames()
 {
     QVERIFY(!metadataBlock(QStringLiteral(VORA_PLUGIN_FILE)).isEmpty());
     QCOMPARE(metadataBlock(m_plugin), metadataBlock(QStringLiteral(VORA_PLUGIN_FILE)));
-    QFile built(m_plugin);
-    QVERIFY2(built.open(QIODevice::ReadOnly), qPrintable(built.errorString()));
-    const QByteArray bytes = built.readAll();
-    QVERIFY(bytes.contains("src/DeveloperMode/DeveloperModeController.cpp"));
-    QVERIFY(!bytes.contains(VORA_SOURCE_DIR "/src/"));
+    // Log lines name their files from the project root (debug information,
+    // where there is some, keeps full paths).
+    bool ok = false;
+    const QByteArray strings = run("readelf", {"--string-dump=.rodata", m_plugin}, &ok);
+    QVERIFY(strings.contains("  src/DeveloperMode/DeveloperModeController.cpp\n"));
+    QVERIFY(!strings.contains(VORA_SOURCE_DIR));
 }
 
 void tst_StandaloneBuild::installedHostRunsIt()
