@@ -122,8 +122,8 @@ private:
 };
 
 // The rows a statement returns, fields joined by '|' (NULL as empty text),
-// through a connection of its own.
-QStringList query(const QString &file, const QString &sql);
+// through a connection of its own, read-only unless write.
+QStringList query(const QString &file, const QString &sql, bool write = false);
 // A stored value and its SQLite type, "1|integer", "true|text", "|null";
 // empty for a missing row.
 QString value(const QString &file, const QString &table, const QString &key);

@@ -29,10 +29,10 @@ bool run(const QString &file, const QString &sql, int flags, QStringList *rows =
 
 } // namespace
 
-QStringList query(const QString &file, const QString &sql)
+QStringList query(const QString &file, const QString &sql, bool write)
 {
     QStringList rows;
-    run(file, sql, SQLITE_OPEN_READONLY, &rows);
+    run(file, sql, write ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY, &rows);
     return rows;
 }
 

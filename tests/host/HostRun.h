@@ -15,6 +15,16 @@
 
 namespace HostTest {
 
+using VoraTest::dump;
+using VoraTest::value;
+
+// Runs one statement on a SQLite file; the rows it returns, fields joined by
+// '|'.
+inline QStringList sql(const QString &file, const QString &statement)
+{
+    return VoraTest::query(file, statement, true);
+}
+
 inline QByteArray step(const QJsonObject &object)
 {
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
@@ -60,6 +70,10 @@ public:
     {
         return m_dir.filePath(QStringLiteral("Resources/ScanSets/developer_mode_temp.json"));
     }
+    QString value(const QString &table, const QString &key) const
+    {
+        return HostTest::value(database(), table, key);
+    }
 
 private:
     QTemporaryDir m_dir;
@@ -71,7 +85,8 @@ private:
 class Run
 {
 public:
-    explicit Run(const Bundle &bundle) : m_host(bundle.host())
+    explicit Run(const Bundle &bundle) : Run(bundle.host(), bundle.root()) { }
+    Run(const QString &host, const QString &workingDirectory) : m_host(host)
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         // A private runtime folder keeps Qt's complaint about a missing one
@@ -82,7 +97,7 @@ public:
         if (!env.contains(QStringLiteral("QT_QUICK_BACKEND")))
             env.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
         m_process.setProcessEnvironment(env);
-        m_process.setWorkingDirectory(bundle.root());
+        m_process.setWorkingDirectory(workingDirectory);
     }
 
     ~Run() { kill(); }
@@ -92,6 +107,7 @@ public:
         m_process.start(m_host, arguments);
     }
 
+    void send(const QJsonObject &object) { send(step(object)); }
     void send(const QByteArray &line, const char *end = "\n")
     {
         m_process.write(line + end);
