@@ -79,11 +79,16 @@ void tst_VoraHost::startOptions_data()
                                      << "plugins/libNothing.so" << 1 << "no such file";
     QTest::newRow("not a plug-in") << "--plugin"
                                    << "lib/libVoraConfig.so" << 1 << "";
-    QTest::newRow("foreign interface") << "--plugin" << FOREIGN_PLUGIN_FILE << 1 << "interface";
-    QTest::newRow("factory makes nothing") << "--plugin" << NULL_FACTORY_PLUGIN_FILE << 1 << "made no";
+    QTest::newRow("foreign interface")
+            << "--plugin" << FOREIGN_PLUGIN_FILE << 1
+            << "interface 'org.example.OtherHost.Factory' is not '" VoraFactory_iid "'";
+    QTest::newRow("instance is no factory") << "--plugin" << WRONG_INSTANCE_PLUGIN_FILE << 1
+                                            << "its instance is not a VoraFactory";
+    QTest::newRow("factory makes nothing") << "--plugin" << NULL_FACTORY_PLUGIN_FILE << 1
+                                           << "the factory made no ApplicationToolsController";
     QTest::newRow("new database in a new folder")
             << "--db"
-            << "elsewhere/deeper/my.db" << 0 << "created the configuration database";
+            << "elsewhere/deeper/my.db" << 0 << "from the shipped sample";
     QTest::newRow("database is a folder") << "--db"
                                           << "bin" << 1 << "is not a file";
 }
@@ -104,7 +109,7 @@ void tst_VoraHost::startOptions()
     run.send(kEnable, ""); // the last line needs no line break
     QCOMPARE(run.finish(), exitCode);
     const QStringList lines = run.errorOutput().split('\n').filter(QRegularExpression("^vorahost: "));
-    QVERIFY2(lines.filter(file).size() == 1 && lines.filter(file).first().contains(message),
+    QVERIFY2(lines.filter(file).size() == 1 && lines.filter(file).first().endsWith(message),
              qPrintable(lines.join('\n')));
     if (exitCode) {
         QVERIFY(run.rawLines().isEmpty());

@@ -217,6 +217,9 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
         QCOMPARE(first.setConfig("a", i, &strategy), int(VoraConfigOk));
         QCOMPARE(second.getConfig("a", QVariant(), &strategy), QVariant(i));
     }
+    // A read holds no lock once it has returned: another connection gets the
+    // file for itself at once.
+    QVERIFY(VoraTest::query(database.fileName(), "BEGIN EXCLUSIVE; COMMIT; SELECT 1", true) == QStringList{"1"});
     // A writer in another connection that holds the lock for a moment makes
     // this one wait, not fail.
     sqlite3 *raw = nullptr;
