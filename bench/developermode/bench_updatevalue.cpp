@@ -176,8 +176,8 @@ int main(int argc, char *argv[])
     }
 
     // The plug-in's writes must have happened for the figures to mean anything.
-    const QString last = db.value(QStringLiteral("calibration"), QStringLiteral("readPicMod"));
-    if (last != ((rounds - 1) % 2 == 0 ? "1|integer" : "0|integer")) {
+    const QVariant last = db.value(QStringLiteral("calibration"), QStringLiteral("readPicMod")).first;
+    if (last.toInt() != ((rounds - 1) % 2 == 0 ? 1 : 0)) {
         std::fprintf(stderr, "the plug-in did not write readPicMod\n");
         return 1;
     }

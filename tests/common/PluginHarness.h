@@ -144,9 +144,18 @@ public:
     bool isValid() const;
     QString errorString() const { return m_dir.errorString(); }
     QString fileName() const { return m_file; }
-    QString value(const QString &table, const QString &key) const
+    // "value|type" as VoraTest::value gives it.
+    QString stored(const QString &table, const QString &key) const
     {
         return VoraTest::value(m_file, table, key);
+    }
+    // The stored value as text with its SQLite type name; empty type for a
+    // missing row.
+    QPair<QVariant, QString> value(const QString &table, const QString &key) const
+    {
+        const QString text = stored(table, key);
+        return {text.endsWith("|null") ? QVariant() : QVariant(text.section('|', 0, -2)),
+                text.section('|', -1)};
     }
     QStringList dump() const { return VoraTest::dump(m_file); }
     bool exec(const QString &sql) const;

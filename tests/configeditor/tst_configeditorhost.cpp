@@ -112,7 +112,7 @@ void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
     int before = m_run->lines().size();
     edit("IRSpeckle.If_Save_Pic", "1");
     wait(150);
-    QCOMPARE(db.value("scan", "IRSpeckle.If_Save_Pic"), QString("1|text"));
+    QCOMPARE(db.stored("scan", "IRSpeckle.If_Save_Pic"), QString("1|text"));
     QList<QJsonObject> sent = Run::params(m_run->lines().mid(before), "page");
     QCOMPARE(sent.size(), 2);
     QCOMPARE(sent.at(0)["param"],
@@ -128,7 +128,7 @@ void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
     wait(900);
     edited.insert("IRSpeckle.gain", "2.5");
     edited.insert("laser.exposure", "900");
-    QCOMPARE(db.value("scan", "laser.exposure"), QString("900|text"));
+    QCOMPARE(db.stored("scan", "laser.exposure"), QString("900|text"));
     QCOMPARE(Run::params(m_run->lines().mid(before), "page", "refreshRealTimeSetup").size(), 1);
     QVERIFY(m_run->errorOutput().contains("real-time setup refreshed"));
     QCOMPARE(shown(), listing("scan", edited));

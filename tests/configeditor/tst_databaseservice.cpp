@@ -103,7 +103,7 @@ void tst_DatabaseService::init()
 {
     m_db = std::make_unique<VoraTest::TempDatabase>(fixtureSql());
     QVERIFY(m_db->isValid());
-    QCOMPARE(m_db->value("scan", "IRSpeckle.gain"), QString("1.5|real"));
+    QCOMPARE(m_db->stored("scan", "IRSpeckle.gain"), QString("1.5|real"));
     m_log = std::make_unique<VoraTest::LogCollector>();
 }
 
@@ -251,7 +251,7 @@ void tst_DatabaseService::hostileInput()
              qPrintable(warnings.first()));
     QCOMPARE(service.answer(query(kUpdate.arg("alg", "5", "gain"), "alg")).value("dataBaseResponse"),
              QVariant(""));
-    QCOMPARE(m_db->value("alg", "gain"), QString("5|text"));
+    QCOMPARE(m_db->stored("alg", "gain"), QString("5|text"));
 }
 
 void tst_DatabaseService::missingFileIsNotCreated()

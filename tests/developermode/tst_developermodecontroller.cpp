@@ -543,14 +543,14 @@ void tst_DeveloperModeController::snapshotCannotBeWritten()
     // A change still reaches the database and the bus; the save warns again.
     QVERIFY(QMetaObject::invokeMethod(e.devMode, "updateValue", Q_ARG(QString, "enableReadCaliImage"),
                                       Q_ARG(QVariant, false)));
-    QTRY_COMPARE(e.db.value("calibration", "readPicMod"), QString("0|integer"));
+    QTRY_COMPARE(e.db.stored("calibration", "readPicMod"), QString("0|integer"));
     QCOMPARE(e.controller.publishedCommands().last(),
              QString("developerModeSettingChanged:enableReadCaliImage"));
     QCOMPARE(log.lines("src/DeveloperMode/"), expected << saveWarning);
 
     // Leaving restores, and silently fails to remove what is in the way.
     QVERIFY(QMetaObject::invokeMethod(e.devMode, "quitDeveloperMode"));
-    QTRY_COMPARE(e.db.value("calibration", "readPicMod"), QString("true|text"));
+    QTRY_COMPARE(e.db.stored("calibration", "readPicMod"), QString("true|text"));
     QCOMPARE(log.lines("src/DeveloperMode/"), expected);
     if (folderIsFile) {
         QCOMPARE(readFile(snapshotDir()), QByteArray("not a folder"));

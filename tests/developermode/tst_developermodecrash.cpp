@@ -93,9 +93,9 @@ void tst_DeveloperModeCrash::killedInsideDeveloperModeResumesAndRestores()
     first.eval(Window, js);
     QCOMPARE(pluginCommands(first), changed);
     // The changes reached the database before the kill.
-    QCOMPARE(db.value("config", "developerModeEnabled"), QString("true|text"));
-    QCOMPARE(db.value("calibration", "readPicMod"), QString("0|integer"));
-    QCOMPARE(db.value("scan", "IRSpeckle.pseudo_color_bound_1"), QString("10,20,30|text"));
+    QCOMPARE(db.stored("config", "developerModeEnabled"), QString("true|text"));
+    QCOMPARE(db.stored("calibration", "readPicMod"), QString("0|integer"));
+    QCOMPARE(db.stored("scan", "IRSpeckle.pseudo_color_bound_1"), QString("10,20,30|text"));
     const QByteArray snapshot = readFile(bundle.snapshot());
     QVERIFY(first.kill());
     QCOMPARE(readFile(bundle.snapshot()), snapshot);

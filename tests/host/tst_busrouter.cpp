@@ -81,7 +81,7 @@ Item {
         return page;
     }
 
-    QString value(const QString &table, const QString &key) { return db.value(table, key); }
+    QString value(const QString &table, const QString &key) { return db.stored(table, key); }
 
     VoraTest::TempDatabase db{ConfigDatabase::sampleSql()};
     DatabaseService service{db.fileName()};

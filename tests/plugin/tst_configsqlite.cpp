@@ -171,9 +171,9 @@ void tst_ConfigSQLite::tableOfEachCall()
     QCOMPARE(db.setConfig("k", 3), int(VoraConfigOk));
     TableStrategy config("config");
     QCOMPARE(db.setConfig("k", 9, &config), int(VoraConfigOk));
-    QTRY_COMPARE(database.value("vora_ui", "k"), QString("true|text"));
-    QCOMPARE(database.value("scan", "k"), QString("3|integer"));
-    QCOMPARE(database.value("config", "k"), QString("9|integer"));
+    QTRY_COMPARE(database.stored("vora_ui", "k"), QString("true|text"));
+    QCOMPARE(database.stored("scan", "k"), QString("3|integer"));
+    QCOMPARE(database.stored("config", "k"), QString("9|integer"));
     QCOMPARE(db.getConfig("k"), QVariant(3));
     strategy->table = "ui";
     strategy->prefix = "vora_";
