@@ -115,7 +115,9 @@ Item {
                       ["section_1/swatch", "width", 20], ["section_1/swatch", "height", 20],
                       ["section_1/colorText", "color", "#000000"],
                       ["rollbackFrame/content/#0", "color", "#ffffff"],
-                      ["rollbackFrame/valueField", "width", 120], ["rollbackFrame/valueField", "color", "#ffffff"],
+                      ["rollbackFrame/valueField", "width", 120],
+                      ["rollbackFrame/valueField", "Layout.minimumWidth", 120],
+                      ["rollbackFrame/valueField", "Layout.maximumWidth", 120], ["rollbackFrame/valueField", "color", "#ffffff"],
                       ["rollbackFrame/valueField", "horizontalAlignment", TextInput.AlignRight],
                       ["rollbackFrame/valueField", "background.color", "#50000000"],
                       ["every row", "fills the width", ""]);
