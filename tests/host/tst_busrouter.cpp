@@ -286,7 +286,10 @@ void tst_BusRouter::pageMessages()
     if (answered) {
         const QString rows = received.first().toMap().value("dataBaseResponse").toString();
         QVERIFY2(rows.contains("scan#rollbackFrame#5#"), qPrintable(rows));
-        expected.append({"host", QVariantMap{{"cmd", "dataBaseResponseCmd"}, {"dataBaseResponse", rows}}});
+        expected.append({"host",
+                         QVariantMap{{"cmd", "dataBaseResponseCmd"},
+                                     {"dataBaseResponse", rows},
+                                     {"refused", false}}});
         QCOMPARE(received.first().toMap(), expected.last().second);
     }
     QCOMPARE(m_host->routed, expected);
