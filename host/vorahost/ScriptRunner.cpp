@@ -82,7 +82,9 @@ bool ScriptRunner::readLine(QString *line, bool *tooLong)
         }
     } else {
         // Bounded: /dev/zero or a line without an end must not fill memory.
-        bytes = m_file.readLine(MaxLineBytes + 1);
+        // (The size given includes a terminating zero: one byte over the cap
+        // comes back when the line is too long.)
+        bytes = m_file.readLine(qint64(MaxLineBytes) + 2);
     }
     if (bytes.isEmpty())
         return false;
