@@ -17,6 +17,8 @@ extern "C" __attribute__((visibility("default"))) int sqlite3_step(sqlite3_stmt 
     static const auto real = reinterpret_cast<Step>(dlsym(RTLD_NEXT, "sqlite3_step"));
     static const int killAfter = std::atoi(std::getenv("VORA_KILL_AFTER_LEAVE_WRITE") ?: "0");
     static int counted = -1; // leaving has not begun
+    if (killAfter == 0)
+        return real(stmt);
     const char *sql = sqlite3_sql(stmt);
     const bool write = !sqlite3_stmt_readonly(stmt) || (sql && std::strncmp(sql, "COMMIT", 6) == 0);
     if (write && counted < 0) {
