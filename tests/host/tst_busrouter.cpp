@@ -170,6 +170,9 @@ void tst_BusRouter::storesWhatThePluginAnnounces_data()
     row("rollbackFrame placeholder", settings(QVariant()), "false|text", "5|integer");
     row("rollbackFrame not whole", settings(2.5), "false|text", "5|integer");
     row("rollbackFrame not a number", settings("abc"), "false|text", "5|integer");
+    row("rollbackFrame beyond an int", settings(3e9), "false|text", "5|integer");
+    row("rollbackFrame infinite", settings(qInf()), "false|text", "5|integer");
+    row("rollbackFrame NaN", settings(qQNaN()), "false|text", "5|integer");
     row("per-key change without rollbackFrame",
         {{"cmd", "developerModeSettingChanged"},
          {"changedKey", "enableWatermark"},
