@@ -102,7 +102,6 @@ void tst_DatabaseServiceAttack::hostileInput()
             ? "refused: " + answer.value("reason").toString()
             : QString::number(rows.isEmpty() ? 0 : rows.count('\n') + 1) + " rows";
     QVERIFY2(got.startsWith(outcome), qPrintable(got));
-    QVERIFY(!rows.contains("config#"));
     QCOMPARE(HostTest::value(db.fileName(), "scan", row), stored);
     const QList<VoraTest::LogLine> lines = logged.all();
     QVERIFY2(log.isEmpty()

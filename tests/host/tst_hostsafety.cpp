@@ -163,6 +163,7 @@ void tst_HostSafety::lockHeldWhileLoadingAndLeaving()
     QCOMPARE(m_bundle.readSnapshot()["init"]["pseudo_color_section_1"], QJsonValue(10));
     QCOMPARE(m_bundle.readSnapshot()["init"]["pseudo_color_bound_1"], QJsonValue("#0000ff"));
 
+    QTRY_COMPARE(m_bundle.readSnapshot()["init"]["rollbackFrame"], QJsonValue(5)); // the host answered
     const QByteArray snapshot = readFile(m_bundle.snapshot());
     QElapsedTimer clock;
     clock.start();
