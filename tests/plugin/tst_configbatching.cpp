@@ -33,76 +33,65 @@ class tst_ConfigBatching : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
     void writesOfATurnAreStoredTogether();
     void failedCommitReportsWritesAgain();
 
 private:
-    std::unique_ptr<VoraTest::TempDatabase> m_db;
-    sqlite3 *m_other = nullptr; // another process's connection
+    VoraTest::TempDatabase m_db{VoraTest::TempDatabase::tableSql({"scan"})
+                                + "INSERT INTO scan VALUES ('a', 1, '');"};
     HostConfigStrategy m_scan{QStringLiteral("scan")};
-    VoraConfigSQLite m_config;
-    QList<VoraConfigWrite> m_reports;
 };
-
-void tst_ConfigBatching::init()
-{
-    m_db = std::make_unique<VoraTest::TempDatabase>(VoraTest::TempDatabase::tableSql({"scan"})
-                                                    + "INSERT INTO scan VALUES ('a', 1, '');");
-    QVERIFY(m_db->isValid());
-    VoraConfigSQLite::setDatabaseFileOverride(m_db->fileName());
-    QCOMPARE(m_config.open(&m_scan), int(VoraConfigOk));
-    QCOMPARE(sqlite3_open(QFile::encodeName(m_db->fileName()).constData(), &m_other), SQLITE_OK);
-    m_reports.clear();
-    VoraConfigSQLite::setWriteObserver([this](const VoraConfigWrite &w) { m_reports.append(w); });
-}
-
-void tst_ConfigBatching::cleanup()
-{
-    VoraConfigSQLite::setWriteObserver(nullptr);
-    m_config.close();
-    sqlite3_close(m_other);
-}
 
 void tst_ConfigBatching::writesOfATurnAreStoredTogether()
 {
-    QStringList seen; // as another connection sees a and b
+    VoraConfigSQLite::setDatabaseFileOverride(m_db.fileName());
+    VoraConfigSQLite config;
+    QCOMPARE(config.open(&m_scan), int(VoraConfigOk));
+    QStringList seen; // a and b, as another connection sees them
     const auto look = [&] {
-        seen << m_db->value("scan", "a").first.toString() + m_db->value("scan", "b").second;
+        seen << m_db.value("scan", "a").first.toString() + m_db.value("scan", "b").second;
     };
     CommonLib::VoraBox box;
     inTurn([&] {
-        m_config.setConfig("a", 2, &m_scan);
-        m_config.setConfig("b", 3, &m_scan);
+        config.setConfig("a", 2, &m_scan);
+        config.setConfig("b", 3, &m_scan);
         look();
         box.publish(nullptr, {}, {}, {}, {}, false, nullptr); // the bus carries a message
         look();
-        m_config.setConfig("a", 4, &m_scan);
+        config.setConfig("a", 4, &m_scan);
         look();
     });
     QCOMPARE(seen, (QStringList{"1", "2integer", "2integer"}));
-    QTRY_COMPARE(m_db->value("scan", "a").first, QVariant(4LL)); // the end of the turn
+    QTRY_COMPARE(m_db.value("scan", "a").first, QVariant(4LL)); // the end of the turn
 }
 
 // Without write-ahead logging a reader keeps the commit from happening.
 void tst_ConfigBatching::failedCommitReportsWritesAgain()
 {
-    QCOMPARE(sqlite3_exec(m_other, "BEGIN; SELECT * FROM scan", nullptr, nullptr, nullptr), SQLITE_OK);
+    VoraConfigSQLite::setDatabaseFileOverride(m_db.fileName());
+    VoraConfigSQLite config;
+    QCOMPARE(config.open(&m_scan), int(VoraConfigOk));
+    sqlite3 *reader = nullptr;
+    QCOMPARE(sqlite3_open(QFile::encodeName(m_db.fileName()).constData(), &reader), SQLITE_OK);
+    QCOMPARE(sqlite3_exec(reader, "BEGIN; SELECT * FROM scan", nullptr, nullptr, nullptr), SQLITE_OK);
+    QList<VoraConfigWrite> reports;
+    VoraConfigSQLite::setWriteObserver([&](const VoraConfigWrite &w) { reports.append(w); });
     const quint64 unstored = VoraConfigSQLite::unstoredWriteCount();
+    const QVariant before = m_db.value("scan", "a").first;
     bool committed = true;
     inTurn([&] {
-        m_config.setConfig("a", 2, &m_scan);
+        config.setConfig("a", 5, &m_scan);
         committed = VoraConfigSQLite::commitPending();
     });
+    VoraConfigSQLite::setWriteObserver(nullptr);
+    sqlite3_close(reader);
     QVERIFY(!committed);
-    QCOMPARE(m_reports.size(), 2);
-    QVERIFY(m_reports[0].ok && !m_reports[1].ok);
-    QVERIFY2(m_reports[1].error.startsWith("not committed to " + m_db->fileName()),
-             qPrintable(m_reports[1].error));
+    QCOMPARE(reports.size(), 2);
+    QVERIFY(reports[0].ok && !reports[1].ok);
+    QVERIFY2(reports[1].error.startsWith("not committed to " + m_db.fileName()),
+             qPrintable(reports[1].error));
     QCOMPARE(VoraConfigSQLite::unstoredWriteCount(), unstored + 1);
-    sqlite3_exec(m_other, "COMMIT", nullptr, nullptr, nullptr);
-    QCOMPARE(m_db->value("scan", "a").first, QVariant(1LL));
+    QCOMPARE(m_db.value("scan", "a").first, before);
 }
 
 QTEST_GUILESS_MAIN(tst_ConfigBatching)
