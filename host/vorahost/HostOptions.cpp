@@ -23,6 +23,8 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
                                     QStringLiteral("FILE"));
     const QCommandLineOption trace(QStringLiteral("trace"),
                                    QStringLiteral("Print the bus messages on standard output."));
+    const QCommandLineOption version(QStringLiteral("version"),
+                                     QStringLiteral("Show the version of vorahost and of Qt."));
     const QCommandLineOption noPlugin(QStringLiteral("no-plugin"),
                                       QStringLiteral("Run the host without loading a plug-in."));
     const QCommandLineOption setAside(QStringLiteral("set-aside-snapshot"),
@@ -31,7 +33,7 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
     peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, db, plugin, script, trace, noPlugin, setAside, benchStartup, peakMemory});
+    parser.addOptions({help, version, db, plugin, script, trace, noPlugin, setAside, benchStartup, peakMemory});
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
@@ -45,6 +47,10 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         // QCommandLineParser::helpText() needs a QCoreApplication, which
         // does not exist yet at this point.
         *helpText = usage();
+        return true;
+    }
+    if (parser.isSet(version)) {
+        *helpText = versionText();
         return true;
     }
     options->databaseFile = parser.value(db);
@@ -66,10 +72,17 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     return true;
 }
 
+QString HostOptions::versionText()
+{
+    return QStringLiteral("vorahost %1, Qt %2\n")
+            .arg(QStringLiteral(VORA_VERSION), QString::fromLatin1(qVersion()));
+}
+
 QString HostOptions::usage()
 {
     return QStringLiteral(
-            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin]\n"
+            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin] "
+            "[--version]\n"
             "                [--set-aside-snapshot]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
             "\n"
@@ -84,6 +97,7 @@ QString HostOptions::usage()
             "                   developer_mode_temp.json) to developer_mode_temp-<date>-<time>.json\n"
             "                   before starting; needed when it belongs to another database, which\n"
             "                   vorahost otherwise refuses (exit 1)\n"
+            "  --version        show the version of vorahost and of Qt\n"
             "  -h, --help       show this help\n"
             "\n"
             "Script steps, one JSON object per line (blank lines and lines starting with # skipped):\n"
