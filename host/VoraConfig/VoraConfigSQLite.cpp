@@ -303,9 +303,10 @@ bool VoraConfigSQLite::Private::beginBatch(const QString &key, const QString &ta
 
 bool VoraConfigSQLite::Private::commit()
 {
-    batches().pending.remove(this);
+    // Only objects of the application's thread ever have a transaction open.
     if (!inTransaction)
         return true;
+    batches().pending.remove(this);
     inTransaction = false;
     if (step("COMMIT")) {
         uncommitted.clear();

@@ -115,7 +115,10 @@ void BusRouter::developerModeSwitched(bool on)
 {
     const QString key = QStringLiteral("developerModeEnabled");
     const QByteArray kept = std::exchange(m_keptSnapshot, QByteArray());
-    if (!on && !kept.isEmpty() && m_snapshot && !m_snapshot->exists() && m_snapshot->restore(kept)) {
+    // Put back only when the leave's own "false" did not land either: then
+    // none of its restore did (it is stored as a whole or not at all).
+    if (!on && !kept.isEmpty() && m_snapshot && !m_snapshot->exists()
+        && readSetting(QStringLiteral("config"), key).toBool() && m_snapshot->restore(kept)) {
         qCWarning(lcHostBus,
                   "the developer mode was left but its restore was not stored; its snapshot %s "
                   "is kept, and the developer mode comes back at the next start",
