@@ -13,6 +13,8 @@
 
 #include <functional>
 
+#include <sqlite3.h>
+
 namespace HostTest {
 
 using VoraTest::dump;
@@ -73,6 +75,13 @@ public:
     QString value(const QString &table, const QString &key) const
     {
         return HostTest::value(database(), table, key);
+    }
+    // The snapshot's top-level object; empty when there is no file.
+    QJsonValue readSnapshot() const
+    {
+        QFile file(snapshot());
+        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
+                                              : QJsonObject();
     }
 
 private:
