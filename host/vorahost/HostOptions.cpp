@@ -23,13 +23,24 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
                                     QStringLiteral("FILE"));
     const QCommandLineOption trace(QStringLiteral("trace"),
                                    QStringLiteral("Print the bus messages on standard output."));
+    const QCommandLineOption journal(QStringLiteral("journal"),
+                                     QStringLiteral("Append every write to the configuration database to "
+                                                    "FILE, one JSON line each."),
+                                     QStringLiteral("FILE"));
+    const QCommandLineOption replay(QStringLiteral("replay"),
+                                    QStringLiteral("Compare a journal's values with the database, print "
+                                                   "the differences and exit."),
+                                    QStringLiteral("FILE"));
+    const QCommandLineOption apply(QStringLiteral("apply"),
+                                   QStringLiteral("With --replay: write the differences."));
     const QCommandLineOption noPlugin(QStringLiteral("no-plugin"),
                                       QStringLiteral("Run the host without loading a plug-in."));
     QCommandLineOption benchStartup(QStringLiteral("bench-startup"));
     benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
     peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, db, plugin, script, trace, noPlugin, benchStartup, peakMemory});
+    parser.addOptions(
+            {help, db, plugin, script, trace, journal, replay, apply, noPlugin, benchStartup, peakMemory});
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
@@ -49,6 +60,9 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     options->pluginFile = parser.value(plugin);
     options->scriptFile = parser.value(script);
     options->trace = parser.isSet(trace);
+    options->journalFile = parser.value(journal);
+    options->replayFile = parser.value(replay);
+    options->apply = parser.isSet(apply);
     options->noPlugin = parser.isSet(noPlugin);
     options->benchStartup = parser.isSet(benchStartup);
     options->reportPeakMemory = parser.isSet(peakMemory);
@@ -60,13 +74,31 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         *error = QStringLiteral("--script needs a file name or '-'");
         return false;
     }
+    for (const QCommandLineOption *option : {&journal, &replay}) {
+        if (parser.isSet(*option) && parser.value(*option).isEmpty()) {
+            *error = QStringLiteral("--%1 needs a file name").arg(option->names().constFirst());
+            return false;
+        }
+    }
+    if (options->apply && !options->isReplay()) {
+        *error = QStringLiteral("--apply goes with --replay FILE");
+        return false;
+    }
+    if (options->isReplay()
+        && (options->isScripted() || options->trace || !options->journalFile.isEmpty()
+            || options->noPlugin)) {
+        *error = QStringLiteral("--replay runs on its own, with --db and --apply only");
+        return false;
+    }
     return true;
 }
 
 QString HostOptions::usage()
 {
     return QStringLiteral(
-            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin]\n"
+            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--journal FILE]\n"
+            "                [--no-plugin]\n"
+            "       vorahost --replay JOURNAL [--db FILE] [--apply]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
             "\n"
             "  --db FILE        configuration database (default <exe dir>/../Resources/res/config.db;\n"
@@ -74,6 +106,10 @@ QString HostOptions::usage()
             "  --plugin FILE    plug-in to load (default <exe dir>/../plugins/libApplicationTools.so)\n"
             "  --script FILE    run a script of JSON lines ('-' for standard input) and exit\n"
             "  --trace          print the bus messages on standard output (interactive use)\n"
+            "  --journal FILE   append every write to the configuration database to FILE, one JSON\n"
+            "                   line each: time, by (plugin, page, host), table, key, old, new, ok\n"
+            "  --replay FILE    print where the journal's last values differ from the database, exit\n"
+            "  --apply          with --replay: write those values, in one transaction\n"
             "  --no-plugin      run the host without a plug-in\n"
             "  -h, --help       show this help\n"
             "\n"
@@ -84,7 +120,10 @@ QString HostOptions::usage()
             "  {\"click\": {\"window\": T, \"x\": X, \"y\": Y}}        left click\n"
             "  {\"close\": T}                                    close as the window frame would\n"
             "  {\"screenshot\": {\"window\": T, \"file\": PATH}}     save the window as PNG\n"
-            "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message\n"
-            "and {\"eval\": value} per eval. Exit 0 at the end, 2 for a bad line (named on stderr),\n"
-            "1 when the plug-in or the database cannot be used.\n");
+            "  {\"inspect\": \"devmode\"}                          prints the developer mode's settings\n"
+            "  {\"revert\": KEY}                                 a setting back to its entry value (\"all\":\n"
+            "                                                  every changed one); needs its window open\n"
+            "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message,\n"
+            "{\"eval\": value} per eval and {\"inspect\": [...]} per inspect. Exit 0 at the end, 2 for a\n"
+            "bad line (named on stderr), 1 when the plug-in or the database cannot be used.\n");
 }

@@ -10,11 +10,15 @@ struct HostOptions
     QString pluginFile; // --plugin, empty for the bundle's default
     QString scriptFile; // --script, "-" for standard input, empty for interactive use
     bool trace = false; // --trace: bus lines on stdout in interactive use
+    QString journalFile; // --journal: append every configuration write to this file
+    QString replayFile; // --replay: replay this journal into the database and exit
+    bool apply = false; // --apply: the replay writes (otherwise a dry run)
     bool noPlugin = false; // --no-plugin: the bare host (benchmark baseline)
     bool benchStartup = false; // --bench-startup: leave once the controller has started
     bool reportPeakMemory = false; // --report-peak-memory: peak RSS on stderr at exit
 
     bool isScripted() const { return !scriptFile.isEmpty(); }
+    bool isReplay() const { return !replayFile.isEmpty(); }
 
     // Parses arguments (argv including the program name). On a bad command
     // line returns false and sets error to one line; --help sets helpText.
