@@ -30,7 +30,7 @@ Rectangle {
     }
 
     implicitWidth: 1000
-    implicitHeight: 680
+    implicitHeight: 740
     color: "#f4f4f4"
 
     ColumnLayout {
