@@ -204,7 +204,7 @@ void SettingsInspector::onWindowChanged()
     // new window; only then is the context property sure to be alive (it is
     // left dangling when the controller goes), so it is read only then and
     // held by a guarded pointer.
-    QQuickWindow *window = m_window->window();
+    QWindow *window = m_window->window();
     if (window && m_controllerWindow != window && m_mode != QLatin1String("off")) {
         m_controllerWindow = window;
         m_controller = m_engine->rootContext()

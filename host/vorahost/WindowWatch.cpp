@@ -11,15 +11,16 @@ WindowWatch::~WindowWatch() = default;
 
 void WindowWatch::check()
 {
-    QQuickWindow *found = WindowDriver::find(m_title);
+    QWindow *found = WindowDriver::find(m_title);
     const bool replaced = found != m_window;
     if (replaced) {
         if (m_window)
             disconnect(m_window, nullptr, this, nullptr);
         m_window = found;
         if (found) {
-            connect(found, &QWindow::visibleChanged, this, &WindowWatch::check);
-            // Queued: the window is half destroyed while it says so.
+            // Queued: a window also hides, and says it is destroyed, while
+            // it is half destroyed.
+            connect(found, &QWindow::visibleChanged, this, &WindowWatch::check, Qt::QueuedConnection);
             connect(found, &QObject::destroyed, this, &WindowWatch::check, Qt::QueuedConnection);
         }
     }

@@ -2,7 +2,7 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QQuickWindow>
+#include <QWindow>
 #include <QString>
 
 // Follows the visible Qt Quick window with a title (a plug-in window the
@@ -16,7 +16,7 @@ public:
     explicit WindowWatch(const QString &title, QObject *parent = nullptr);
     ~WindowWatch() override;
 
-    QQuickWindow *window() const { return m_window; }
+    QWindow *window() const { return m_window; }
     bool isOpen() const { return m_open; }
 
     void check();
@@ -27,6 +27,8 @@ signals:
 
 private:
     QString m_title;
-    QPointer<QQuickWindow> m_window;
+    // A QWindow, not a QQuickWindow: the window says it hides while it is
+    // being destroyed, when it is no longer a QQuickWindow.
+    QPointer<QWindow> m_window;
     bool m_open = false;
 };

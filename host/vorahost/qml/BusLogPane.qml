@@ -1,5 +1,5 @@
 import QtQuick 2.12
-import QtQuick.Controls 2.13
+import QtQuick.Controls 2.12
 import QtQuick.Layouts 1.12
 
 // The bus log: one line per message (time, direction, a shortened text), a
@@ -9,6 +9,8 @@ ColumnLayout {
 
     readonly property var log: $host.log
     property alias view: logView
+    // The detail pane's height, changed by dragging the bar above it.
+    property real detailHeight: 170
 
     function colourOf(from) {
         if (from === "host")
@@ -59,100 +61,119 @@ ColumnLayout {
         }
     }
 
-    SplitView {
+    Rectangle {
         Layout.fillWidth: true
         Layout.fillHeight: true
-        orientation: Qt.Vertical
+        Layout.minimumHeight: 80
+        color: "white"
+        border.color: "#cccccc"
 
-        Rectangle {
-            SplitView.fillHeight: true
-            SplitView.minimumHeight: 80
-            color: "white"
-            border.color: "#cccccc"
+        ListView {
+            id: logView
 
-            ListView {
-                id: logView
+            // Follows new messages until the user scrolls up.
+            property bool follow: true
 
-                // Follows new messages until the user scrolls up.
-                property bool follow: true
+            objectName: "busLog"
+            anchors.fill: parent
+            anchors.margins: 4
+            clip: true
+            model: root.log
+            currentIndex: -1
+            highlightMoveDuration: 0
+            highlight: Rectangle { color: "#dde8f6" }
+            ScrollBar.vertical: ScrollBar {}
+            onCountChanged: {
+                if (follow)
+                    positionViewAtEnd()
+                if (currentIndex >= count)
+                    currentIndex = -1
+            }
+            onMovementEnded: follow = atYEnd
+            onCurrentIndexChanged: root.showSelected()
+            delegate: Item {
+                width: logView.width
+                height: 18
 
-                objectName: "busLog"
-                anchors.fill: parent
-                anchors.margins: 4
-                clip: true
-                model: root.log
-                currentIndex: -1
-                highlightMoveDuration: 0
-                highlight: Rectangle { color: "#dde8f6" }
-                ScrollBar.vertical: ScrollBar {}
-                onCountChanged: {
-                    if (follow)
-                        positionViewAtEnd()
-                    if (currentIndex >= count)
-                        currentIndex = -1
+                Row {
+                    anchors.fill: parent
+                    spacing: 8
+
+                    Text {
+                        width: 90
+                        font.family: "monospace"
+                        font.pixelSize: 12
+                        color: "#777777"
+                        text: model.time
+                    }
+                    Text {
+                        width: 48
+                        font.family: "monospace"
+                        font.pixelSize: 12
+                        color: root.colourOf(model.from)
+                        text: model.from
+                    }
+                    Text {
+                        width: parent.width - 154
+                        elide: Text.ElideRight
+                        textFormat: Text.PlainText
+                        font.family: "monospace"
+                        font.pixelSize: 12
+                        color: model.refused ? "#c62828" : root.colourOf(model.from)
+                        text: (model.refused ? "REFUSED: " + model.reason + "  " : "") + model.text
+                    }
                 }
-                onMovementEnded: follow = atYEnd
-                onCurrentIndexChanged: root.showSelected()
-                delegate: Item {
-                    width: logView.width
-                    height: 18
-
-                    Row {
-                        anchors.fill: parent
-                        spacing: 8
-
-                        Text {
-                            width: 90
-                            font.family: "monospace"
-                            font.pixelSize: 12
-                            color: "#777777"
-                            text: model.time
-                        }
-                        Text {
-                            width: 48
-                            font.family: "monospace"
-                            font.pixelSize: 12
-                            color: root.colourOf(model.from)
-                            text: model.from
-                        }
-                        Text {
-                            width: parent.width - 154
-                            elide: Text.ElideRight
-                            textFormat: Text.PlainText
-                            font.family: "monospace"
-                            font.pixelSize: 12
-                            color: model.refused ? "#c62828" : root.colourOf(model.from)
-                            text: (model.refused ? "REFUSED: " + model.reason + "  " : "") + model.text
-                        }
-                    }
-                    MouseArea {
-                        anchors.fill: parent
-                        onClicked: logView.currentIndex = index
-                    }
+                MouseArea {
+                    anchors.fill: parent
+                    onClicked: logView.currentIndex = index
                 }
             }
         }
+    }
 
-        ScrollView {
-            SplitView.preferredHeight: 170
-            SplitView.minimumHeight: 40
-            clip: true
+    Rectangle {
+        Layout.fillWidth: true
+        implicitHeight: 6
+        color: handle.pressed ? "#bbbbbb" : "#dddddd"
 
-            TextArea {
-                id: detail
+        MouseArea {
+            id: handle
 
-                objectName: "logDetail"
-                readOnly: true
-                selectByMouse: true
-                wrapMode: TextEdit.WrapAnywhere
-                textFormat: TextEdit.PlainText
-                font.family: "monospace"
-                font.pixelSize: 12
-                placeholderText: "Select a line to see its message in full; copy it with Copy, or a part with Ctrl+C."
-                background: Rectangle {
-                    color: "white"
-                    border.color: "#cccccc"
-                }
+            property real startY: 0
+            property real startHeight: 0
+
+            anchors.fill: parent
+            cursorShape: Qt.SplitVCursor
+            onPressed: {
+                startY = mapToItem(root, mouse.x, mouse.y).y
+                startHeight = root.detailHeight
+            }
+            onPositionChanged: {
+                const y = mapToItem(root, mouse.x, mouse.y).y
+                root.detailHeight = Math.max(40, Math.min(root.height - 160, startHeight + startY - y))
+            }
+        }
+    }
+
+    ScrollView {
+        Layout.fillWidth: true
+        Layout.preferredHeight: root.detailHeight
+        clip: true
+
+        TextArea {
+            id: detail
+
+            objectName: "logDetail"
+            readOnly: true
+            selectByMouse: true
+            wrapMode: TextEdit.WrapAnywhere
+            textFormat: TextEdit.PlainText
+            font.family: "monospace"
+            font.pixelSize: 12
+            placeholderText: "Select a line to see its message in full; copy it with Copy, or a part with Ctrl+C."
+            background: Rectangle {
+                color: "white"
+                border.color: "#cccccc"
             }
         }
     }
