@@ -23,6 +23,8 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
                                     QStringLiteral("FILE"));
     const QCommandLineOption trace(QStringLiteral("trace"),
                                    QStringLiteral("Print the bus messages on standard output."));
+    const QCommandLineOption version(QStringLiteral("version"),
+                                     QStringLiteral("Show the version of vorahost and of Qt."));
     const QCommandLineOption journal(QStringLiteral("journal"),
                                      QStringLiteral("Append every write to the configuration database to "
                                                     "FILE, one JSON line each."),
@@ -39,8 +41,8 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
     peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions(
-            {help, db, plugin, script, trace, journal, replay, apply, noPlugin, benchStartup, peakMemory});
+    parser.addOptions({help, version, db, plugin, script, trace, journal, replay, apply, noPlugin,
+                       benchStartup, peakMemory});
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
@@ -54,6 +56,10 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         // QCommandLineParser::helpText() needs a QCoreApplication, which
         // does not exist yet at this point.
         *helpText = usage();
+        return true;
+    }
+    if (parser.isSet(version)) {
+        *helpText = versionText();
         return true;
     }
     options->databaseFile = parser.value(db);
@@ -93,11 +99,17 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     return true;
 }
 
+QString HostOptions::versionText()
+{
+    return QStringLiteral("vorahost %1, Qt %2\n")
+            .arg(QStringLiteral(VORA_VERSION), QString::fromLatin1(qVersion()));
+}
+
 QString HostOptions::usage()
 {
     return QStringLiteral(
             "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--journal FILE]\n"
-            "                [--no-plugin]\n"
+            "                [--no-plugin] [--version]\n"
             "       vorahost --replay JOURNAL [--db FILE] [--apply]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
             "\n"
@@ -111,6 +123,7 @@ QString HostOptions::usage()
             "  --replay FILE    print where the journal's last values differ from the database, exit\n"
             "  --apply          with --replay: write those values, in one transaction\n"
             "  --no-plugin      run the host without a plug-in\n"
+            "  --version        show the version of vorahost and of Qt\n"
             "  -h, --help       show this help\n"
             "\n"
             "Script steps, one JSON object per line (blank lines and lines starting with # skipped):\n"
