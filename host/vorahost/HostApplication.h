@@ -19,6 +19,7 @@ class QQuickView;
 class ScriptRunner;
 class SettingsInspector;
 class ShutdownSignals;
+class SnapshotGuard;
 class WriteJournal;
 
 // The host application: its configuration database, its bus, its main QML
@@ -53,6 +54,7 @@ private:
     // Before the database service: the service's write observer points at it.
     std::unique_ptr<WriteJournal> m_journal;
     std::unique_ptr<DatabaseService> m_databaseService;
+    std::unique_ptr<SnapshotGuard> m_snapshot;
     CommonLib::VoraBox m_box;
     BusRouter m_router;
     AppBridge m_app;

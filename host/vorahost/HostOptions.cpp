@@ -37,11 +37,13 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
                                    QStringLiteral("With --replay: write the differences."));
     const QCommandLineOption noPlugin(QStringLiteral("no-plugin"),
                                       QStringLiteral("Run the host without loading a plug-in."));
+    const QCommandLineOption setAside(QStringLiteral("set-aside-snapshot"),
+                                      QStringLiteral("Move a pending developer-mode snapshot to a backup."));
     QCommandLineOption benchStartup(QStringLiteral("bench-startup"));
     benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
     peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, version, db, plugin, script, trace, journal, replay, apply, noPlugin,
+    parser.addOptions({help, version, db, plugin, script, trace, journal, replay, apply, noPlugin, setAside,
                        benchStartup, peakMemory});
 
     if (!parser.parse(arguments)) {
@@ -70,6 +72,7 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     options->replayFile = parser.value(replay);
     options->apply = parser.isSet(apply);
     options->noPlugin = parser.isSet(noPlugin);
+    options->setAsideSnapshot = parser.isSet(setAside);
     options->benchStartup = parser.isSet(benchStartup);
     options->reportPeakMemory = parser.isSet(peakMemory);
     if (parser.isSet(db) && options->databaseFile.isEmpty()) {
@@ -91,8 +94,8 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         return false;
     }
     if (options->isReplay()
-        && (options->isScripted() || options->trace || !options->journalFile.isEmpty()
-            || options->noPlugin)) {
+        && (options->isScripted() || options->trace || !options->journalFile.isEmpty() || options->noPlugin
+            || options->setAsideSnapshot)) {
         *error = QStringLiteral("--replay runs on its own, with --db and --apply only");
         return false;
     }
@@ -109,7 +112,7 @@ QString HostOptions::usage()
 {
     return QStringLiteral(
             "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--journal FILE]\n"
-            "                [--no-plugin] [--version]\n"
+            "                [--no-plugin] [--version] [--set-aside-snapshot]\n"
             "       vorahost --replay JOURNAL [--db FILE] [--apply]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
             "\n"
@@ -123,6 +126,11 @@ QString HostOptions::usage()
             "  --replay FILE    print where the journal's last values differ from the database, exit\n"
             "  --apply          with --replay: write those values, in one transaction\n"
             "  --no-plugin      run the host without a plug-in\n"
+            "  --set-aside-snapshot\n"
+            "                   move a pending developer-mode snapshot (<exe dir>/../Resources/ScanSets/\n"
+            "                   developer_mode_temp.json) to developer_mode_temp-<date>-<time>.json\n"
+            "                   before starting; needed when it belongs to another database, which\n"
+            "                   vorahost otherwise refuses (exit 1)\n"
             "  --version        show the version of vorahost and of Qt\n"
             "  -h, --help       show this help\n"
             "\n"
@@ -134,9 +142,12 @@ QString HostOptions::usage()
             "  {\"close\": T}                                    close as the window frame would\n"
             "  {\"screenshot\": {\"window\": T, \"file\": PATH}}     save the window as PNG\n"
             "  {\"inspect\": \"devmode\"}                          prints the developer mode's settings\n"
-            "  {\"revert\": KEY}                                 a setting back to its entry value (\"all\":\n"
+            "  {\"revert\": KEY}                                 a setting back to its entry value "
+            "(\"all\":\n"
             "                                                  every changed one); needs its window open\n"
             "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message,\n"
             "{\"eval\": value} per eval and {\"inspect\": [...]} per inspect. Exit 0 at the end, 2 for a\n"
-            "bad line (named on stderr), 1 when the plug-in or the database cannot be used.\n");
+            "bad line (named on stderr: also a line over 1 MiB or an eval running over 5 s), 1 when the\n"
+            "plug-in, the database (missing tables, damaged) or the snapshot (another database's)\n"
+            "cannot be used.\n");
 }

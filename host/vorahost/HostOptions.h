@@ -14,6 +14,7 @@ struct HostOptions
     QString replayFile; // --replay: replay this journal into the database and exit
     bool apply = false; // --apply: the replay writes (otherwise a dry run)
     bool noPlugin = false; // --no-plugin: the bare host (benchmark baseline)
+    bool setAsideSnapshot = false; // --set-aside-snapshot: move a pending snapshot to a backup first
     bool benchStartup = false; // --bench-startup: leave once the controller has started
     bool reportPeakMemory = false; // --report-peak-memory: peak RSS on stderr at exit
 

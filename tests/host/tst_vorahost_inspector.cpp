@@ -19,13 +19,6 @@ QByteArray set(const QString &key, const QString &value)
                          QString("$developerModeController.updateValue('%1', %2)").arg(key, value)));
 }
 
-// An edit in the config editor's page, sent as its own UPDATE.
-QByteArray pageEdit(const QString &key, const QString &value)
-{
-    return step(evalStep("配置工具",
-                         QString("sqlModelCore.updateValue('', 'scan', '%1', '%2')").arg(key, value)));
-}
-
 } // namespace
 
 class tst_VoraHostInspector : public QObject
@@ -58,9 +51,11 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
             {set("enableSaveCaliImage", "true"), "", ""},
             {inspect, "", ""},
             {R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})", "host", "dataBaseResponseCmd"},
-            // Behind the plug-in's back, as text; then an edit the service refuses.
-            {pageEdit("IRSpeckle.If_Save_Pic", "0"), "host", "dataBaseResponseCmd"},
-            {pageEdit("noSuchKey", "1"), "host", "dataBaseResponseCmd"},
+            // Behind the plug-in's back; then an edit the service refuses.
+            {R"j({"eval": {"window": "配置工具", "js": "sqlModelCore.updateValue('', 'scan', 'IRSpeckle.If_Save_Pic', '0')"}})j",
+             "host", "dataBaseResponseCmd"},
+            {R"j({"eval": {"window": "配置工具", "js": "sqlModelCore.updateValue('', 'scan', 'noSuchKey', '1')"}})j",
+             "host", "dataBaseResponseCmd"},
             {inspect, "", ""},
             {R"({"revert": "enableSaveScanImage"})", "", ""},
             {inspect, "", ""},
@@ -73,7 +68,7 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
             {"enableSaveCaliImage enableSaveScanImage pseudo_color_bound_2", "enableSaveScanImage"},
             {"enableSaveCaliImage pseudo_color_bound_2", ""},
     };
-    const QJsonArray stored = {1, "0", 0};
+    const QJsonArray stored = {1, 0, 0};
     auto keysWhere = [](const QJsonArray &rows, const char *flag) {
         QStringList keys;
         for (const QJsonValue &row : rows)
@@ -142,9 +137,9 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
             R"(host scan rollbackFrame 5 5 true)",
             R"(plugin calibration calibSavePic "false" "true" true)",
             R"(host scan rollbackFrame 5 5 true)",
-            R"(page scan IRSpeckle.If_Save_Pic 1 "0" true)",
+            R"(page scan IRSpeckle.If_Save_Pic 1 0 true)",
             R"(page scan noSuchKey null "1" false)",
-            R"(plugin scan IRSpeckle.If_Save_Pic "0" 0 true)",
+            R"(plugin scan IRSpeckle.If_Save_Pic 0 0 true)",
             R"(host scan rollbackFrame 5 5 true)",
             // Leaving: the entry values back, the flag first.
             R"(plugin config developerModeEnabled "true" "false" true)",
@@ -168,6 +163,7 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
             R"(plugin scan IRSpeckle.pseudo_color_section_6 60 60 true)",
             R"(plugin scan IRSpeckle.pseudo_color_bound_6 "255,0,0" "255,0,0" true)",
             R"(host scan rollbackFrame 5 5 true)",
+            R"(host config developerModeEnabled "false" "false" true)",
     };
     QCOMPARE(written, expected);
 }
