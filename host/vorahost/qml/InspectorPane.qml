@@ -8,7 +8,7 @@ ColumnLayout {
     id: root
 
     readonly property var inspector: $host.inspector
-    readonly property var widths: [230, 95, 120, 250, 150]
+    readonly property var widths: [220, 95, 120, 240, 170]
 
     spacing: 6
 
@@ -41,7 +41,9 @@ ColumnLayout {
     }
 
     Row {
+        Layout.topMargin: 4
         spacing: 8
+
         Repeater {
             model: ["Setting", "Entry", "Current", "Database (table · key)", "State"]
             delegate: Label {

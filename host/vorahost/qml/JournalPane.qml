@@ -70,7 +70,7 @@ ColumnLayout {
                     font.family: "monospace"
                     font.pixelSize: 12
                     color: model.ok ? "black" : "#c62828"
-                    text: model.old + " → " + model.new + (model.ok ? "" : "   failed: " + model.error)
+                    text: model.old + " → " + model.new + (model.ok ? "" : "   not written: " + model.error)
                 }
             }
         }
