@@ -58,7 +58,6 @@ private slots:
     void refused_data();
     void refused();
     void tableOfEachCall();
-    void relativeFileResolvesAgainstExecutable();
     void twoConnectionsAtOnce();
 };
 
@@ -180,28 +179,6 @@ void tst_ConfigSQLite::tableOfEachCall()
     QCOMPARE(db.getConfig("k"), QVariant("true"));
 }
 
-void tst_ConfigSQLite::relativeFileResolvesAgainstExecutable()
-{
-    const QString expected = QDir::cleanPath(QCoreApplication::applicationDirPath()
-                                             + "/../Resources/res/config.db");
-    QCOMPARE(VoraConfigSQLite::resolveDatabaseFile("../Resources/res/config.db"), expected);
-    QCOMPARE(VoraConfigSQLite::resolveDatabaseFile("/tmp/x/../y.db"), QString("/tmp/y.db"));
-    // Without an override, open() really uses that file.
-    QVERIFY(QDir().mkpath(QFileInfo(expected).path()));
-    {
-        VoraTest::TempDatabase scratch(Schema);
-        QFile::remove(expected);
-        QVERIFY(QFile::copy(scratch.fileName(), expected));
-    }
-    TableStrategy strategy("scan");
-    VoraConfigSQLite db;
-    QCOMPARE(db.open(&strategy), int(VoraConfigOk));
-    QCOMPARE(db.fileName(), expected);
-    QCOMPARE(db.getConfig("k", QVariant(), &strategy), QVariant(0));
-    db.close();
-    QVERIFY(QDir(QFileInfo(expected).path() + "/..").removeRecursively());
-}
-
 void tst_ConfigSQLite::twoConnectionsAtOnce()
 {
     VoraTest::TempDatabase database(Schema);
@@ -219,7 +196,8 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
     }
     // A read holds no lock once it has returned: another connection gets the
     // file for itself at once.
-    QVERIFY(VoraTest::query(database.fileName(), "BEGIN EXCLUSIVE; COMMIT; SELECT 1", true) == QStringList{"1"});
+    QVERIFY(VoraTest::query(database.fileName(), "BEGIN EXCLUSIVE; COMMIT; SELECT 1", true)
+            == QStringList{"1"});
     // A writer in another connection that holds the lock for a moment makes
     // this one wait, not fail.
     sqlite3 *raw = nullptr;
