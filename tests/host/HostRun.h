@@ -176,6 +176,8 @@ public:
                 : -1;
     }
 
+    void terminate() { m_process.terminate(); }
+
     // SIGKILL; true when the host was running and died of it.
     bool kill()
     {

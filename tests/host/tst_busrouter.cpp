@@ -7,6 +7,7 @@
 #include "ConfigDatabase.h"
 #include "DatabaseService.h"
 
+#include <LogCollector.h>
 #include <PluginHarness.h>
 #include <VoraBox.h>
 #include <VoraQObject.h>
@@ -195,14 +196,19 @@ void tst_BusRouter::settingQuery_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("sql");
     QTest::addColumn<QVariant>("answer");
-    auto row = [](const char *name, const char *key, const char *sql, const QVariant &answer) {
-        QTest::newRow(name) << QString(key) << QString(sql) << answer;
+    QTest::addColumn<QString>("warning"); // why it went unanswered
+    auto row = [](const char *name, const char *key, const char *sql, const QVariant &answer,
+                  const char *warning) {
+        QTest::newRow(name) << QString(key) << QString(sql) << answer << QString(warning);
     };
-    row("rollbackFrame", "rollbackFrame", "UPDATE scan SET value = 7 WHERE key = 'rollbackFrame'", 7);
-    row("a key no host module holds", "enableWatermark", "", QVariant());
-    row("rollbackFrame missing", "rollbackFrame", "DELETE FROM scan WHERE key = 'rollbackFrame'", QVariant());
+    const char *missing = "scan/rollbackFrame is missing or not a number; query not answered";
+    row("rollbackFrame", "rollbackFrame", "UPDATE scan SET value = 7 WHERE key = 'rollbackFrame'", 7, "");
+    row("a key no host module holds", "enableWatermark", "", QVariant(),
+        "no host module holds the setting 'enableWatermark'; query not answered");
+    row("rollbackFrame missing", "rollbackFrame", "DELETE FROM scan WHERE key = 'rollbackFrame'", QVariant(),
+        missing);
     row("rollbackFrame not a number", "rollbackFrame",
-        "UPDATE scan SET value = 'many' WHERE key = 'rollbackFrame'", QVariant());
+        "UPDATE scan SET value = 'many' WHERE key = 'rollbackFrame'", QVariant(), missing);
 }
 
 void tst_BusRouter::settingQuery()
@@ -210,6 +216,8 @@ void tst_BusRouter::settingQuery()
     QFETCH(QString, key);
     QFETCH(QString, sql);
     QFETCH(QVariant, answer);
+    QFETCH(QString, warning);
+    VoraTest::LogCollector log;
     if (!sql.isEmpty())
         QVERIFY(m_host->db.exec(sql));
     const QVariantMap query{{"cmd", "developerModeQuerySetting"}, {"key", key}};
@@ -218,6 +226,7 @@ void tst_BusRouter::settingQuery()
     QVERIFY(m_host->probe->received.isEmpty());
     drainQueued();
     if (!answer.isValid()) {
+        QVERIFY(log.lines().last().endsWith(": " + warning));
         QVERIFY(m_host->probe->received.isEmpty());
         QCOMPARE(m_host->routed.size(), 1);
         return;

@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+#include <csignal>
+
 using namespace HostTest;
 
 namespace {
@@ -24,6 +26,7 @@ private slots:
     void startOptions_data();
     void startOptions();
     void noDisplay();
+    void terminatedWithAnExitCode();
 };
 
 void tst_VoraHost::badScriptLine_data()
@@ -86,8 +89,8 @@ void tst_VoraHost::startOptions_data()
     QTest::newRow("foreign interface")
             << "--plugin" << FOREIGN_PLUGIN_FILE << 1
             << "interface 'org.example.OtherHost.Factory' is not '" VoraFactory_iid "'";
-    QTest::newRow("instance is no factory") << "--plugin" << WRONG_INSTANCE_PLUGIN_FILE << 1
-                                            << "its instance is not a VoraFactory";
+    QTest::newRow("instance is no factory")
+            << "--plugin" << WRONG_INSTANCE_PLUGIN_FILE << 1 << "its instance is not a VoraFactory";
     QTest::newRow("factory makes nothing") << "--plugin" << NULL_FACTORY_PLUGIN_FILE << 1
                                            << "the factory made no ApplicationToolsController";
     QTest::newRow("new database in a new folder")
@@ -147,6 +150,19 @@ void tst_VoraHost::noDisplay()
     QVERIFY(process.waitForFinished(20000));
     QCOMPARE(process.exitCode(), 0);
     QVERIFY(process.readAllStandardOutput().contains("developerModeEnabledChanged"));
+}
+
+// SIGTERM ends the host in order, with 128 + the signal as exit code.
+void tst_VoraHost::terminatedWithAnExitCode()
+{
+    Bundle bundle;
+    QVERIFY(bundle.isValid());
+    Run run(bundle);
+    run.start();
+    QCOMPARE(run.eval("vorahost", "'up'"), QJsonValue("up"));
+    run.terminate();
+    QCOMPARE(run.waitForExit(), 128 + SIGTERM);
+    QVERIFY2(run.errorOutput().contains("signal 15: shutting down"), qPrintable(run.errorOutput()));
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHost)
