@@ -1,4 +1,5 @@
 #include "HostApplication.h"
+#include "HostLogging.h"
 #include "HostOptions.h"
 
 #include <QGuiApplication>
@@ -55,9 +56,7 @@ int main(int argc, char **argv)
     }
     if (qgetenv("QT_QPA_PLATFORM") == "offscreen" && qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
         qputenv("QT_QUICK_BACKEND", "software");
-    if (qEnvironmentVariableIsEmpty("QT_MESSAGE_PATTERN"))
-        qSetMessagePattern(QStringLiteral(
-                "%{if-category}%{category}: %{endif}%{if-warning}warning: %{endif}%{message}"));
+    HostLogging::install();
 
     // Qt would read "--plugin FILE" as its own generic-plugin option: it only
     // gets the program name, everything else has been read above.
