@@ -27,6 +27,8 @@ QStringList rawArguments(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    HostLogging::install();
+
     // The command line is read before QGuiApplication exists: without a
     // display the platform plug-in would abort with a message that does not
     // say what to do.
@@ -56,7 +58,6 @@ int main(int argc, char **argv)
     }
     if (qgetenv("QT_QPA_PLATFORM") == "offscreen" && qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
         qputenv("QT_QUICK_BACKEND", "software");
-    HostLogging::install();
 
     // Qt would read "--plugin FILE" as its own generic-plugin option: it only
     // gets the program name, everything else has been read above.
@@ -65,6 +66,7 @@ int main(int argc, char **argv)
     app.setApplicationName(QStringLiteral("vorahost"));
     // A closed developer-mode or editor window must not end the host.
     app.setQuitOnLastWindowClosed(false);
+    HostLogging::flushWhenIdle();
 
     int code = 1;
     {

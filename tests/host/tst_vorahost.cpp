@@ -44,6 +44,7 @@ private slots:
     void databaseOption_data();
     void databaseOption();
     void noDisplayExplainsHowToRun();
+    void logLinesWholeAndPrompt();
 };
 
 void tst_VoraHost::enterChangeAndLeave()
@@ -236,6 +237,24 @@ void tst_VoraHost::noDisplayExplainsHowToRun()
     QVERIFY2(error.contains("xvfb-run") && error.contains("QT_QPA_PLATFORM=offscreen"), qPrintable(error));
     // Nothing was started: no database was made either.
     QVERIFY(!QFile::exists(bundle.database()));
+}
+
+// The host keeps log lines back and writes them out together; a page's line
+// of megabytes still arrives whole (a character outside the BMP where it is
+// cut into slices), and a last short line does not wait for more to come.
+void tst_VoraHost::logLinesWholeAndPrompt()
+{
+    Bundle bundle;
+    QVERIFY(bundle.isValid());
+    Run run(bundle);
+    run.start();
+    const QString longLine = QString(16383, 'a') + QString::fromUtf8("\U0001F600") + QString(3000000, 'b');
+    run.eval("vorahost", "console.log('a'.repeat(16383) + '\\uD83D\\uDE00' + 'b'.repeat(3000000)); 0");
+    run.eval("vorahost", "console.log('after'); 0");
+    const QString error = run.errorOutput();
+    QVERIFY(error.contains("qml: " + longLine + "\n"));
+    QVERIFY(error.endsWith("qml: after\n"));
+    QCOMPARE(run.finish(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHost)
