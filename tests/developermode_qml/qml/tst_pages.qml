@@ -238,11 +238,10 @@ Item {
             const section = row("section_3");
             toggleSection(row("enablePseudoColor"));
             reveal(section);
-            const dialog = Array.prototype.find.call(section.data, o => o.objectName === "colorDialog");
-            verify(dialog);
-            compare(dialog.visible, false);
             $developerModeController.storesValues = false;
             mouseClick(findChild(section, "colorText"));
+            const dialog = Array.prototype.find.call(section.data, o => o.objectName === "colorDialog");
+            verify(dialog);
             tryCompare(dialog, "visible", true);
             verify(Qt.colorEqual(dialog.color, "#0000ff"));
             dialog.currentColor = "#123456";

@@ -24,6 +24,18 @@ Control {
         weightField.text = parseFloat(root.weight.toFixed(10)).toString();
     }
 
+    // The dialog is made on the first tap and kept: six of them made with the
+    // page cost more than the rest of it, and it opens preset with the
+    // section's colour either way. It joins the bar's data like a declared
+    // child, so it is found where one would be.
+    function openColorDialog() {
+        if (!colorGroup.dialog) {
+            colorGroup.dialog = colorDialogComponent.createObject(root);
+            root.data.push(colorGroup.dialog);
+        }
+        colorGroup.dialog.open();
+    }
+
     background: null
     onWeightChanged: root.showWeight()
 
@@ -80,6 +92,8 @@ Control {
         RowLayout {
             id: colorGroup
 
+            property ColorDialog dialog: null
+
             objectName: "colorGroup"
 
             Rectangle {
@@ -99,16 +113,20 @@ Control {
             }
 
             TapHandler {
-                onTapped: colorDialog.open()
+                onTapped: root.openColorDialog()
             }
         }
     }
 
-    ColorDialog {
-        id: colorDialog
+    Component {
+        id: colorDialogComponent
 
-        objectName: "colorDialog"
-        color: root.color
-        onAccepted: root.editColorFinished(colorDialog.currentColor)
+        ColorDialog {
+            id: colorDialog
+
+            objectName: "colorDialog"
+            color: root.color
+            onAccepted: root.editColorFinished(colorDialog.currentColor)
+        }
     }
 }
