@@ -97,27 +97,29 @@ bool makeDatabase(const QString &file, int rows, QString *error)
         return false;
     }
     const int generated = rows - countRows(db);
-    static const char *const tables[] = {"config", "ui",          "calibration", "scan",
-                                         "project", "alg",        "postprocess", "navigation",
-                                         "deviceadjust", "clouddisk"};
+    static const char *const tables[] = {"config", "ui",          "calibration", "scan",         "project",
+                                         "alg",    "postprocess", "navigation",  "deviceadjust", "clouddisk"};
     QString sql = QStringLiteral("BEGIN;\n");
     for (int t = 0; t < 10 && generated > t; ++t) {
         sql += QStringLiteral(
                        "INSERT INTO \"%1\" (key, value, comment)\n"
-                       "WITH RECURSIVE n(i) AS (SELECT %2 UNION ALL SELECT i + 10 FROM n WHERE i + 10 <= %3)\n"
+                       "WITH RECURSIVE n(i) AS (SELECT %2 UNION ALL SELECT i + 10 FROM n WHERE i + 10 <= "
+                       "%3)\n"
                        "SELECT printf('%s.%s_%d',\n"
                        "  CASE (i / 10) % 6 WHEN 0 THEN 'IRSpeckle.Exposure' WHEN 1 THEN 'cameraVideo.E7'\n"
                        "    WHEN 2 THEN 'mainWindow.layout' WHEN 3 THEN 'alg.meshFusion'\n"
                        "    WHEN 4 THEN 'navigation.marker' ELSE 'cloudDisk.upload' END,\n"
                        "  CASE (i / 60) % 5 WHEN 0 THEN 'autoGainLimit' WHEN 1 THEN 'frameRateTarget'\n"
-                       "    WHEN 2 THEN 'pointSpacing' WHEN 3 THEN 'maxEdgeLength' ELSE 'retryCount' END, i),\n"
+                       "    WHEN 2 THEN 'pointSpacing' WHEN 3 THEN 'maxEdgeLength' ELSE 'retryCount' END, "
+                       "i),\n"
                        "  CASE (i / 10) % 5 WHEN 0 THEN i % 2000 WHEN 1 THEN printf('%.4f', i / 13.0)\n"
                        "    WHEN 2 THEN CASE WHEN i % 20 < 10 THEN 'true' ELSE 'false' END\n"
                        "    WHEN 3 THEN printf('%d,%d,%d', i % 256, i * 7 % 256, i * 13 % 256)\n"
                        "    ELSE printf('D:/VoraScan/projects/p%d/scan.vproj', i) END,\n"
                        "  CASE WHEN (i / 10) % 10 = 0 THEN '调整后立即生效 (实时设置)'\n"
                        "    ELSE CASE (i / 10) % 4 WHEN 0 THEN '扫描时相机曝光增益的上限'\n"
-                       "      WHEN 1 THEN '网格融合的点间距, 单位毫米' WHEN 2 THEN '导航标记点识别的重试次数'\n"
+                       "      WHEN 1 THEN '网格融合的点间距, 单位毫米' WHEN 2 THEN "
+                       "'导航标记点识别的重试次数'\n"
                        "      ELSE '云盘上传分块大小' END END\n"
                        "FROM n;\n")
                        .arg(QLatin1String(tables[t]))
@@ -190,15 +192,17 @@ public:
     {
         // Connected after the host's own receivers, so each runs once the
         // host is done with the message.
-        connect(&router, &BusRouter::messageRouted, this, [this](const QString &from, const QVariantMap &param) {
-            if (m_stage.load() != Waiting)
-                return;
-            const QString cmd = param.value(QStringLiteral("cmd")).toString();
-            if (from == QLatin1String("page") && cmd == QLatin1String("query"))
-                m_times.queried = m_clock.nsecsElapsed() / 1e6;
-            else if (cmd == QLatin1String("dataBaseResponseCmd") && !param.value(ResponseKey).toString().isEmpty())
-                m_times.routed = m_clock.nsecsElapsed() / 1e6;
-        });
+        connect(&router, &BusRouter::messageRouted, this,
+                [this](const QString &from, const QVariantMap &param) {
+                    if (m_stage.load() != Waiting)
+                        return;
+                    const QString cmd = param.value(QStringLiteral("cmd")).toString();
+                    if (from == QLatin1String("page") && cmd == QLatin1String("query"))
+                        m_times.queried = m_clock.nsecsElapsed() / 1e6;
+                    else if (cmd == QLatin1String("dataBaseResponseCmd")
+                             && !param.value(ResponseKey).toString().isEmpty())
+                        m_times.routed = m_clock.nsecsElapsed() / 1e6;
+                });
         connect(&router, &BusRouter::pageDelivery, this, [this](const QVariantMap &param) {
             if (m_stage.load() == Waiting && !param.value(ResponseKey).toString().isEmpty()) {
                 m_answer = param;
@@ -333,17 +337,41 @@ int fail(const char *what)
     return 1;
 }
 
-QByteArray peakMemory()
+// Kilobytes from /proc/self/status (VmHWM: peak, VmRSS: now).
+double statusKb(const char *field)
 {
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly))
-        return QByteArray();
+        return -1;
     const QList<QByteArray> lines = status.readAll().split('\n');
     for (const QByteArray &line : lines) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').value(0);
+        if (line.startsWith(field))
+            return line.mid(int(qstrlen(field))).trimmed().split(' ').value(0).toDouble();
     }
-    return QByteArray();
+    return -1;
+}
+
+// Resident kilobytes of Mesa's software OpenGL driver (llvmpipe and the LLVM
+// it compiles shaders with): the part of the memory that a GPU's driver
+// would stand in for on a user's machine.
+double driverKb()
+{
+    QFile maps(QStringLiteral("/proc/self/smaps"));
+    if (!maps.open(QIODevice::ReadOnly))
+        return -1;
+    double total = 0;
+    bool driver = false;
+    const QList<QByteArray> lines = maps.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("Rss:")) {
+            if (driver)
+                total += line.mid(4).trimmed().split(' ').value(0).toDouble();
+        } else if (line.left(line.indexOf(' ')).contains('-')) {
+            // A mapping's first line: "start-end perms offset dev inode path".
+            driver = line.contains("libLLVM") || line.contains("/dri/");
+        }
+    }
+    return total;
 }
 
 int runChild(const QString &mode, const QString &database, int rows, int repeats)
@@ -356,6 +384,7 @@ int runChild(const QString &mode, const QString &database, int rows, int repeats
         return fail("the host did not start");
     ListingProbe probe(host.router());
     QJsonObject result;
+    const double idleKb = statusKb("VmRSS:");
 
     double ms = 0;
     Editor editor = openEditor(host, probe, &ms);
@@ -367,7 +396,9 @@ int runChild(const QString &mode, const QString &database, int rows, int repeats
     }
     if (mode == QLatin1String("--memory")) {
         result.insert(QStringLiteral("firstOpen"), ms);
-        result.insert(QStringLiteral("peakKb"), peakMemory().toDouble());
+        result.insert(QStringLiteral("peakKb"), statusKb("VmHWM:"));
+        result.insert(QStringLiteral("idleKb"), idleKb);
+        result.insert(QStringLiteral("driverKb"), driverKb());
         std::printf("%s\n", QJsonDocument(result).toJson(QJsonDocument::Compact).constData());
         return 0;
     }
@@ -429,7 +460,9 @@ int runChild(const QString &mode, const QString &database, int rows, int repeats
         trip.push_back(probe.wait(false));
         const QVariant answer(probe.answer());
         auto parseOnce = [&] {
-            return timeCall([&] { QMetaObject::invokeMethod(editor.sqlModel, "dbResponse", Q_ARG(QVariant, answer)); });
+            return timeCall([&] {
+                QMetaObject::invokeMethod(editor.sqlModel, "dbResponse", Q_ARG(QVariant, answer));
+            });
         };
         parse.push_back(parseOnce());
         const QtMessageHandler hostHandler = qInstallMessageHandler(
@@ -449,14 +482,14 @@ int runChild(const QString &mode, const QString &database, int rows, int repeats
     if (editor.rows->rowCount() != rows)
         return fail("the last listing is short");
     const std::pair<const char *, const std::vector<double> *> series[] = {
-            {"reopen", &reopen},        {"showAll", &showAll},       {"comboAll", &comboAll},
-            {"commit", &commit},        {"trip", &trip},             {"parse", &parse},
-            {"parseQuiet", &parseQuiet}, {"parseBare", &parseBare},   {"service", &service},
-            {"splitQuery", &splitQuery}, {"splitBus", &splitBus},     {"splitPage", &splitPage},
+            {"reopen", &reopen},         {"showAll", &showAll},     {"comboAll", &comboAll},
+            {"commit", &commit},         {"trip", &trip},           {"parse", &parse},
+            {"parseQuiet", &parseQuiet}, {"parseBare", &parseBare}, {"service", &service},
+            {"splitQuery", &splitQuery}, {"splitBus", &splitBus},   {"splitPage", &splitPage},
             {"splitFrame", &splitFrame}};
     for (const auto &entry : series)
         result.insert(QLatin1String(entry.first), median(*entry.second));
-    result.insert(QStringLiteral("peakKb"), peakMemory().toDouble());
+    result.insert(QStringLiteral("peakKb"), statusKb("VmHWM:"));
     std::printf("%s\n", QJsonDocument(result).toJson(QJsonDocument::Compact).constData());
     return 0;
 }
@@ -509,11 +542,11 @@ int runParent(int repeats)
     const double loadBefore = loadAverage();
     const QString log = dir.filePath(QStringLiteral("host.log"));
     const QString r = QString::number(repeats);
-    const QJsonObject timing = runChildProcess({QStringLiteral("--timing"), largeDb, QString::number(large), r},
-                                               log);
+    const QJsonObject timing = runChildProcess(
+            {QStringLiteral("--timing"), largeDb, QString::number(large), r}, log);
     const QJsonObject smallTiming = runChildProcess(
             {QStringLiteral("--timing"), smallDb, QString::number(small), QStringLiteral("3")}, log);
-    std::vector<double> firstOpen, peak;
+    std::vector<double> firstOpen, peak, idle, driver;
     for (int i = 0; i < 3; ++i) {
         const QJsonObject memory = runChildProcess(
                 {QStringLiteral("--memory"), largeDb, QString::number(large), r}, log);
@@ -521,6 +554,8 @@ int runParent(int repeats)
             return 1;
         firstOpen.push_back(memory.value(QStringLiteral("firstOpen")).toDouble());
         peak.push_back(memory.value(QStringLiteral("peakKb")).toDouble() / 1024);
+        idle.push_back(memory.value(QStringLiteral("idleKb")).toDouble() / 1024);
+        driver.push_back(memory.value(QStringLiteral("driverKb")).toDouble() / 1024);
     }
     if (timing.isEmpty() || smallTiming.isEmpty())
         return 1;
@@ -541,6 +576,9 @@ int runParent(int repeats)
     row("commit an edit -> re-listed", v(timing, "commit"), 400, "ms");
     row("peak memory, rows shown (fresh host, of 3)", median(peak), 200, "MB");
     row("peak memory, after every measure above", v(timing, "peakKb") / 1024, 200, "MB");
+    std::printf("  memory: %.0f MB before the editor opens; %.0f MB of the peak is Mesa's software GL "
+                "driver\n",
+                median(idle), median(driver));
     std::printf("  \"show all\", where the time goes: page and query %.0f ms, service %.0f ms, bus and its "
                 "log %.0f ms,\n    page (answer logged, parsed, table filled) %.0f ms, frame %.0f ms\n",
                 v(timing, "splitQuery"), v(timing, "service"), v(timing, "splitBus"), v(timing, "splitPage"),
@@ -549,9 +587,11 @@ int runParent(int repeats)
                 v(timing, "parse"), v(timing, "parseQuiet"), v(timing, "parseBare"));
     std::printf("config editor in vorahost, 10,000 rows (median of 3)\n");
     std::printf("  round trip %.1f ms vs the page's own parse %.1f ms: ratio %.2fx (goal <= 1.50x)\n",
-                v(smallTiming, "trip"), v(smallTiming, "parse"), v(smallTiming, "trip") / v(smallTiming, "parse"));
-    std::printf("  page's parse: log lines dropped %.1f ms, table view detached too %.1f ms; service %.1f ms\n",
-                v(smallTiming, "parseQuiet"), v(smallTiming, "parseBare"), v(smallTiming, "service"));
+                v(smallTiming, "trip"), v(smallTiming, "parse"),
+                v(smallTiming, "trip") / v(smallTiming, "parse"));
+    std::printf(
+            "  page's parse: log lines dropped %.1f ms, table view detached too %.1f ms; service %.1f ms\n",
+            v(smallTiming, "parseQuiet"), v(smallTiming, "parseBare"), v(smallTiming, "service"));
     return 0;
 }
 
@@ -571,6 +611,8 @@ int main(int argc, char **argv)
     QGuiApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("vorahost"));
     app.setQuitOnLastWindowClosed(false);
+    if (child)
+        HostLogging::flushWhenIdle();
     if (arguments.value(0) == QLatin1String("--make-db")) {
         QString error;
         if (makeDatabase(arguments.value(1), arguments.value(2).toInt(), &error))
