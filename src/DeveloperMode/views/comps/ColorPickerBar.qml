@@ -24,14 +24,20 @@ Control {
         weightField.text = parseFloat(root.weight.toFixed(10)).toString();
     }
 
-    // The dialog is made on the first tap and kept: six of them made with the
-    // page cost more than the rest of it, and it opens preset with the
-    // section's colour either way. It joins the bar's data like a declared
-    // child, so it is found where one would be.
+    // The dialog is made on the first tap and kept. Made with the page, six
+    // dialogs, and the dialog type itself (built on Qt Quick Controls 1),
+    // would take most of the page's opening time and memory; it opens preset
+    // with the section's colour either way. It joins the bar's data like a
+    // declared child, so it is found where one would be.
     function openColorDialog() {
         if (!colorGroup.dialog) {
-            colorGroup.dialog = colorDialogComponent.createObject(root);
-            root.data.push(colorGroup.dialog);
+            const dialog = Qt.createQmlObject(
+                    'import QtQuick.Dialogs 1.3; ColorDialog { objectName: "colorDialog" }', root,
+                    "ColorPickerBar.qml");
+            dialog.color = Qt.binding(() => root.color);
+            dialog.accepted.connect(() => root.editColorFinished(dialog.currentColor));
+            root.data.push(dialog);
+            colorGroup.dialog = dialog;
         }
         colorGroup.dialog.open();
     }
@@ -92,7 +98,7 @@ Control {
         RowLayout {
             id: colorGroup
 
-            property ColorDialog dialog: null
+            property QtObject dialog: null
 
             objectName: "colorGroup"
 
@@ -115,18 +121,6 @@ Control {
             TapHandler {
                 onTapped: root.openColorDialog()
             }
-        }
-    }
-
-    Component {
-        id: colorDialogComponent
-
-        ColorDialog {
-            id: colorDialog
-
-            objectName: "colorDialog"
-            color: root.color
-            onAccepted: root.editColorFinished(colorDialog.currentColor)
         }
     }
 }
