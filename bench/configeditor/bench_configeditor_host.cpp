@@ -22,6 +22,8 @@
 #include "DatabaseService.h"
 #include "HostApplication.h"
 #include "HostLogging.h"
+#include "Median.h"
+#include "WindowDriver.h"
 
 #include <QAbstractListModel>
 #include <QElapsedTimer>
@@ -51,15 +53,6 @@ namespace {
 
 const QString EditorTitle = QStringLiteral("配置工具");
 const QString ResponseKey = QStringLiteral("dataBaseResponse");
-
-double median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0;
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
 
 // ---------------------------------------------------------------------------
 // The database: the host's sample, then generated rows spread over its ten
@@ -147,13 +140,7 @@ bool makeDatabase(const QString &file, int rows, QString *error)
 
 QQuickView *editorWindow()
 {
-    const auto windows = QGuiApplication::topLevelWindows();
-    for (QWindow *window : windows) {
-        auto *view = qobject_cast<QQuickView *>(window);
-        if (view && view->isVisible() && view->title() == EditorTitle)
-            return view;
-    }
-    return nullptr;
+    return qobject_cast<QQuickView *>(WindowDriver::find(EditorTitle));
 }
 
 void collectItems(QQuickItem *item, const QString &name, QList<QQuickItem *> *found)
@@ -503,7 +490,7 @@ int runChild(const QString &mode, const QString &database, int rows, int repeats
             {"splitQuery", &splitQuery}, {"splitBus", &splitBus},   {"splitPage", &splitPage},
             {"splitFrame", &splitFrame}, {"busyCpu", &busyCpu}};
     for (const auto &entry : series)
-        result.insert(QLatin1String(entry.first), median(*entry.second));
+        result.insert(QLatin1String(entry.first), Bench::median(*entry.second));
     result.insert(QStringLiteral("peakKb"), statusKb("VmHWM:"));
     std::printf("%s\n", QJsonDocument(result).toJson(QJsonDocument::Compact).constData());
     return 0;
@@ -584,16 +571,16 @@ int runParent(int repeats)
     auto row = [](const char *what, double value, double goal, const char *unit) {
         std::printf("  %-50s %6.0f %-2s  %6.0f %-2s  %6.2fx\n", what, value, unit, goal, unit, value / goal);
     };
-    row("open -> rows shown (fresh host, of 3)", median(firstOpen), 400, "ms");
+    row("open -> rows shown (fresh host, of 3)", Bench::median(firstOpen), 400, "ms");
     row("open -> rows shown (reopen)", v(timing, "reopen"), 400, "ms");
     row("\"show all\" -> rows shown", v(timing, "showAll"), 400, "ms");
     row("combo back to \"all\" -> rows shown", v(timing, "comboAll"), 400, "ms");
     row("commit an edit -> re-listed", v(timing, "commit"), 400, "ms");
-    row("peak memory, rows shown (fresh host, of 3)", median(peak), 200, "MB");
+    row("peak memory, rows shown (fresh host, of 3)", Bench::median(peak), 200, "MB");
     row("peak memory, after every measure above", v(timing, "peakKb") / 1024, 200, "MB");
     std::printf("  memory: %.0f MB before the editor opens; %.0f MB of the peak is Mesa's software GL "
                 "driver\n",
-                median(idle), median(driver));
+                Bench::median(idle), Bench::median(driver));
     std::printf("  \"show all\", where the time goes: page and query %.0f ms, service %.0f ms, bus and its "
                 "log %.0f ms,\n    page (answer logged, parsed, table filled) %.0f ms, frame %.0f ms\n",
                 v(timing, "splitQuery"), v(timing, "service"), v(timing, "splitBus"), v(timing, "splitPage"),

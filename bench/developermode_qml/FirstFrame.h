@@ -3,6 +3,8 @@
 // Timing of a window from the call that opens it to its first frame on
 // screen, shared by the developer-mode page benchmarks.
 
+#include "Median.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QQuickView>
@@ -16,14 +18,7 @@
 
 namespace FirstFrame {
 
-inline double median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0;
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
-}
+using Bench::median;
 
 // Milliseconds from calling open (which shows a window and returns it) to
 // that window's first swapped frame; -1 if none came within ten seconds.
