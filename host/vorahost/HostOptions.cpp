@@ -23,13 +23,15 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
                                     QStringLiteral("FILE"));
     const QCommandLineOption trace(QStringLiteral("trace"),
                                    QStringLiteral("Print the bus messages on standard output."));
+    const QCommandLineOption version(QStringLiteral("version"),
+                                     QStringLiteral("Show the version of vorahost and of Qt."));
     const QCommandLineOption noPlugin(QStringLiteral("no-plugin"),
                                       QStringLiteral("Run the host without loading a plug-in."));
     QCommandLineOption benchStartup(QStringLiteral("bench-startup"));
     benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
     peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, db, plugin, script, trace, noPlugin, benchStartup, peakMemory});
+    parser.addOptions({help, version, db, plugin, script, trace, noPlugin, benchStartup, peakMemory});
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
@@ -43,6 +45,10 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         // QCommandLineParser::helpText() needs a QCoreApplication, which
         // does not exist yet at this point.
         *helpText = usage();
+        return true;
+    }
+    if (parser.isSet(version)) {
+        *helpText = versionText();
         return true;
     }
     options->databaseFile = parser.value(db);
@@ -63,10 +69,17 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     return true;
 }
 
+QString HostOptions::versionText()
+{
+    return QStringLiteral("vorahost %1, Qt %2\n")
+            .arg(QStringLiteral(VORA_VERSION), QString::fromLatin1(qVersion()));
+}
+
 QString HostOptions::usage()
 {
     return QStringLiteral(
-            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin]\n"
+            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin] "
+            "[--version]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
             "\n"
             "  --db FILE        configuration database (default <exe dir>/../Resources/res/config.db;\n"
@@ -75,6 +88,7 @@ QString HostOptions::usage()
             "  --script FILE    run a script of JSON lines ('-' for standard input) and exit\n"
             "  --trace          print the bus messages on standard output (interactive use)\n"
             "  --no-plugin      run the host without a plug-in\n"
+            "  --version        show the version of vorahost and of Qt\n"
             "  -h, --help       show this help\n"
             "\n"
             "Script steps, one JSON object per line (blank lines and lines starting with # skipped):\n"

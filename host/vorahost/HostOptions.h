@@ -16,10 +16,13 @@ struct HostOptions
 
     bool isScripted() const { return !scriptFile.isEmpty(); }
 
-    // Parses arguments (argv including the program name). On a bad command
-    // line returns false and sets error to one line; --help sets helpText.
     // The --help text.
     static QString usage();
+    // The --version text: the project's version and the Qt version in use.
+    static QString versionText();
 
+    // Parses arguments (argv including the program name). On a bad command
+    // line returns false and sets error to one line; --help and --version set
+    // helpText, the text to print before leaving.
     static bool parse(const QStringList &arguments, HostOptions *options, QString *error, QString *helpText);
 };

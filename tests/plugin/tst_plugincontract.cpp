@@ -13,7 +13,6 @@ class tst_PluginContract : public QObject
 
 private slots:
     void metadataBytes();
-    void exportedEntryPoints();
     void loaderSeesFactory();
     void instanceIsSingle();
     void createObject_data();
@@ -57,28 +56,6 @@ void tst_PluginContract::metadataBytes()
     QCOMPARE(block.mid(pos, classLength), QByteArray("ApplicationToolsFactoryImp"));
     pos += classLength;
     QCOMPARE(quint8(block.at(pos)), quint8(0xff)); // end of map
-}
-
-void tst_PluginContract::exportedEntryPoints()
-{
-    void *handle = dlopen(QFile::encodeName(VoraTest::pluginFile()).constData(), RTLD_NOW | RTLD_LOCAL);
-    QVERIFY2(handle, dlerror());
-    // C entry points of the Qt plug-in mechanism, and the resource functions
-    // with C++ linkage as the resource compiler declares them.
-    const char *symbols[] = {"qt_plugin_instance",
-                             "qt_plugin_query_metadata",
-                             "_Z27qInitResources_ConfigEditorv",
-                             "_Z30qCleanupResources_ConfigEditorv",
-                             "_Z28qInitResources_DeveloperModev",
-                             "_Z31qCleanupResources_DeveloperModev"};
-    for (const char *symbol : symbols)
-        QVERIFY2(dlsym(handle, symbol), symbol);
-
-    using MetadataFunction = const char *(*)();
-    auto metadata = reinterpret_cast<MetadataFunction>(dlsym(handle, "qt_plugin_query_metadata"));
-    QVERIFY(metadata);
-    QCOMPARE(QByteArray(metadata(), 12), QByteArray("QTMETADATA !"));
-    dlclose(handle);
 }
 
 void tst_PluginContract::loaderSeesFactory()
