@@ -2,9 +2,12 @@
 
 #include "VoraQObject.h"
 
+#include <VoraConfigSQLite.h>
+
 namespace CommonLib {
 
-VoraBox::VoraBox(QObject *parent) : QObject(parent)
+VoraBox::VoraBox(QObject *parent)
+    : QObject(parent), m_unstoredWritesSeen(VoraConfigSQLite::unstoredWriteCount())
 {
     qRegisterMetaType<CommonLib::VoraBusMessage>();
 }
@@ -40,7 +43,11 @@ void VoraBox::publish(VoraQObject *sender, const QString &topic, const QString &
                       const QVariantMap &param, bool flag,
                       std::shared_ptr<AbstractSerializableObject> payload)
 {
+    VoraConfigSQLite::commitPending();
+    const quint64 unstored = VoraConfigSQLite::unstoredWriteCount();
     VoraBusMessage message;
+    message.unstoredWrites = int(qMin<quint64>(unstored - m_unstoredWritesSeen, INT_MAX));
+    m_unstoredWritesSeen = unstored;
     message.topic = topic;
     message.type = type;
     message.event = event;

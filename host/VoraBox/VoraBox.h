@@ -28,6 +28,11 @@ struct VoraBusMessage
     std::shared_ptr<AbstractSerializableObject> payload;
     // Class name of the object that published it (empty for the host).
     QString sender;
+    // Configuration writes of the process that were not stored (dropped, or
+    // lost with a failed commit) since the previous message on this bus: a
+    // host module can tell that what a message announces did not all reach
+    // the database.
+    int unstoredWrites = 0;
 };
 
 // The host's container of objects and its bus.
@@ -49,7 +54,8 @@ public:
     void detach(VoraQObject *object);
     QVector<VoraQObject *> objects() const;
 
-    // Called by VoraQObject::publish.
+    // Called by VoraQObject::publish. The configuration writes made so far
+    // are committed first: whoever hears the message reads what it announces.
     void publish(VoraQObject *sender, const QString &topic, const QString &type, const QString &event,
                  const QVariantMap &param, bool flag, std::shared_ptr<AbstractSerializableObject> payload);
 
@@ -77,6 +83,7 @@ private:
     QVector<VoraQObject *> m_objects;
     QList<VoraBusMessage> m_messages;
     bool m_recording = true;
+    quint64 m_unstoredWritesSeen = 0;
 };
 
 } // namespace CommonLib

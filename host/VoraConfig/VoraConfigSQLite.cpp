@@ -9,19 +9,37 @@
 #include <QLoggingCategory>
 #include <QMutex>
 #include <QRegularExpression>
+#include <QSet>
+#include <QThread>
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <limits>
 
 Q_LOGGING_CATEGORY(lcVoraDb, "vora.host.db")
 
 namespace {
 
-// Long enough for any write of another connection in this process (or of a
-// host module in another process) to finish; a statement here never holds a
-// lock past its own step.
-constexpr int BusyTimeoutMs = 10000;
+// Another connection's write lock is waited for this long, then the write
+// is dropped: the GUI thread must never freeze much longer than this.
+constexpr int BusyTimeoutMs = VoraConfigSQLite::LockTimeoutMs;
+
+std::atomic<quint64> &unstoredWrites()
+{
+    static std::atomic<quint64> count{0};
+    return count;
+}
+
+// Writes are batched per event-loop turn only on the application's thread
+// and only while its event loop runs: without a loop there is no end of the
+// turn to commit at.
+bool batching()
+{
+    const QCoreApplication *app = QCoreApplication::instance();
+    QThread *thread = QThread::currentThread();
+    return app && thread == app->thread() && thread->loopLevel() > 0;
+}
 
 QMutex &overrideMutex()
 {
@@ -112,22 +130,18 @@ struct VoraConfigSQLite::Private
     // no lock between calls.
     QHash<QString, sqlite3_stmt *> selects;
     QHash<QString, sqlite3_stmt *> upserts;
+    // The open write transaction of this turn and the writes in it, which
+    // the observer has been told went well.
+    bool inTransaction = false;
+    QVector<VoraConfigWrite> uncommitted;
 
     ~Private() { closeDb(); }
 
-    void closeDb()
-    {
-        for (sqlite3_stmt *stmt : qAsConst(selects))
-            sqlite3_finalize(stmt);
-        for (sqlite3_stmt *stmt : qAsConst(upserts))
-            sqlite3_finalize(stmt);
-        selects.clear();
-        upserts.clear();
-        if (db)
-            sqlite3_close(db);
-        db = nullptr;
-        fileName.clear();
-    }
+    void closeDb();
+    bool step(const char *sql);
+    bool beginBatch(const QString &key, const QString &table, QString *error);
+    bool commit();
+    void dropUncommitted(const QString &why);
 
     QString errorMessage() const { return QString::fromUtf8(sqlite3_errmsg(db)); }
 
@@ -173,6 +187,153 @@ struct VoraConfigSQLite::Private
         return stmt;
     }
 };
+
+namespace {
+
+// The objects with an open write transaction, and the files whose lock could
+// not be had during this turn. Only the application's thread touches them.
+struct Batches
+{
+    QSet<VoraConfigSQLite::Private *> pending;
+    QSet<QString> lockedFiles;
+    bool endOfTurnPosted = false;
+};
+
+Batches &batches()
+{
+    static Batches b;
+    return b;
+}
+
+void report(const VoraConfigWriteObserver &observer, const VoraConfigWrite &write)
+{
+    if (!write.ok)
+        ++unstoredWrites();
+    if (observer)
+        observer(write);
+}
+
+void postEndOfTurn()
+{
+    if (batches().endOfTurnPosted)
+        return;
+    batches().endOfTurnPosted = true;
+    // Posted events run after everything the current turn does.
+    QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [] {
+                batches().endOfTurnPosted = false;
+                VoraConfigSQLite::commitPending();
+                batches().lockedFiles.clear();
+            },
+            Qt::QueuedConnection);
+}
+
+// Commits every other object's pending writes, so that this one neither waits
+// for a lock its own thread holds nor reads around a write of the same turn.
+void commitOthers(VoraConfigSQLite::Private *self)
+{
+    const auto pending = batches().pending;
+    for (VoraConfigSQLite::Private *other : pending) {
+        if (other != self)
+            other->commit();
+    }
+}
+
+} // namespace
+
+void VoraConfigSQLite::Private::closeDb()
+{
+    if (inTransaction)
+        commit();
+    for (sqlite3_stmt *stmt : qAsConst(selects))
+        sqlite3_finalize(stmt);
+    for (sqlite3_stmt *stmt : qAsConst(upserts))
+        sqlite3_finalize(stmt);
+    selects.clear();
+    upserts.clear();
+    if (db)
+        sqlite3_close(db);
+    db = nullptr;
+    fileName.clear();
+}
+
+// Runs one transaction statement through sqlite3_step like every other one,
+// so that fault-injection tools see it.
+bool VoraConfigSQLite::Private::step(const char *sql)
+{
+    sqlite3_stmt *stmt = nullptr;
+    int rc = sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
+    if (rc == SQLITE_OK)
+        rc = sqlite3_step(stmt);
+    sqlite3_finalize(stmt);
+    return rc == SQLITE_OK || rc == SQLITE_DONE;
+}
+
+bool VoraConfigSQLite::Private::beginBatch(const QString &key, const QString &table, QString *error)
+{
+    Batches &b = batches();
+    if (b.lockedFiles.contains(fileName)) {
+        *error = QStringLiteral("%1 is locked by another connection").arg(fileName);
+        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
+                  qUtf8Printable(table), qUtf8Printable(*error));
+        return false;
+    }
+    if (!step("BEGIN IMMEDIATE")) {
+        const bool locked = sqlite3_errcode(db) == SQLITE_BUSY;
+        *error = locked
+                ? QStringLiteral("%1 is locked by another connection (waited %2 ms)")
+                          .arg(fileName)
+                          .arg(BusyTimeoutMs)
+                : QStringLiteral("cannot begin a transaction on %1: %2").arg(fileName, errorMessage());
+        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
+                  qUtf8Printable(table), qUtf8Printable(*error));
+        if (locked) {
+            // The rest of this turn does not wait again.
+            b.lockedFiles.insert(fileName);
+            postEndOfTurn();
+        }
+        return false;
+    }
+    inTransaction = true;
+    b.pending.insert(this);
+    postEndOfTurn();
+    return true;
+}
+
+bool VoraConfigSQLite::Private::commit()
+{
+    // Only objects of the application's thread ever have a transaction open.
+    if (!inTransaction)
+        return true;
+    batches().pending.remove(this);
+    inTransaction = false;
+    if (step("COMMIT")) {
+        uncommitted.clear();
+        return true;
+    }
+    const QString why = errorMessage();
+    if (!sqlite3_get_autocommit(db))
+        step("ROLLBACK");
+    dropUncommitted(QStringLiteral("not committed to %1: %2").arg(fileName, why));
+    return false;
+}
+
+// The transaction is gone: the writes in it are reported again as failed.
+void VoraConfigSQLite::Private::dropUncommitted(const QString &why)
+{
+    const VoraConfigWriteObserver observer = currentWriteObserver();
+    for (VoraConfigWrite &write : uncommitted) {
+        qCWarning(lcVoraDb, "write of \"%s\" to table %s lost: %s", qUtf8Printable(write.key),
+                  qUtf8Printable(write.table), qUtf8Printable(why));
+        write.ok = false;
+        write.error = why;
+        report(observer, write);
+    }
+    uncommitted.clear();
+    inTransaction = false;
+    batches().pending.remove(this);
+}
 
 VoraConfigSQLite::VoraConfigSQLite() : d(new Private)
 { }
@@ -233,6 +394,8 @@ QVariant VoraConfigSQLite::getConfig(const QString &key, const QVariant &default
 {
     if (!d->db)
         return defaultValue;
+    if (batching())
+        commitOthers(d.get());
     int status = VoraConfigOk;
     const QString table = d->tableFor(strategy, &status);
     if (table.isEmpty())
@@ -270,31 +433,37 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
     write.key = key;
     write.newValue = storedForm(value);
     write.strategy = strategy ? strategy : d->strategy.data();
-    auto report = [&](int status, const QString &error) {
+    auto finish = [&](int status, const QString &error) {
         write.ok = status == VoraConfigOk;
         write.error = error;
-        if (observer)
-            observer(write);
+        report(observer, write);
         return status;
     };
 
     if (!d->db) {
         qCWarning(lcVoraDb, "no configuration database open; write of \"%s\" dropped", qUtf8Printable(key));
-        return report(VoraConfigNotOpen, QStringLiteral("no configuration database open"));
+        return finish(VoraConfigNotOpen, QStringLiteral("no configuration database open"));
     }
     int status = VoraConfigOk;
     const QString table = d->tableFor(strategy, &status);
     if (table.isEmpty())
-        return report(status, QStringLiteral("no usable table"));
+        return finish(status, QStringLiteral("no usable table"));
     write.table = table;
+
+    const bool batched = batching();
+    if (batched) {
+        commitOthers(d.get());
+        QString error;
+        if (!d->inTransaction && !d->beginBatch(key, table, &error))
+            return finish(VoraConfigSqlError, error);
+    }
 
     const QByteArray keyUtf8 = key.toUtf8();
     if (observer) {
         // Only read when somebody listens: the plain write path stays one
         // statement.
-        if (sqlite3_stmt *select = d->statement(d->selects, table,
-                                                QStringLiteral("SELECT value FROM \"%1\" WHERE key = ?1"),
-                                                &status)) {
+        if (sqlite3_stmt *select = d->statement(
+                    d->selects, table, QStringLiteral("SELECT value FROM \"%1\" WHERE key = ?1"), &status)) {
             sqlite3_bind_text(select, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
             if (sqlite3_step(select) == SQLITE_ROW) {
                 write.hadRow = true;
@@ -316,7 +485,7 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
         const QString error = d->errorMessage();
         qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
                   qUtf8Printable(table), qUtf8Printable(error));
-        return report(status, error);
+        return finish(status, error);
     }
 
     QByteArray text;
@@ -342,14 +511,42 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
     const int rc = sqlite3_step(stmt);
     QString error;
     if (rc != SQLITE_DONE) {
-        error = d->errorMessage();
-        qCWarning(lcVoraDb, "write of \"%s\" to table %s failed: %s", qUtf8Printable(key),
+        error = rc == SQLITE_BUSY ? QStringLiteral("%1 is locked by another connection (waited %2 ms)")
+                                            .arg(d->fileName)
+                                            .arg(BusyTimeoutMs)
+                                  : d->errorMessage();
+        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
                   qUtf8Printable(table), qUtf8Printable(error));
         status = VoraConfigSqlError;
     }
     sqlite3_reset(stmt);
     sqlite3_clear_bindings(stmt);
-    return report(status, error);
+    // Some errors (a full disk, an I/O error) end the whole transaction:
+    // the writes before this one are gone with it.
+    if (batched && d->inTransaction && sqlite3_get_autocommit(d->db))
+        d->dropUncommitted(QStringLiteral("rolled back in %1: %2").arg(d->fileName, error));
+    if (batched && status == VoraConfigOk) {
+        write.ok = true;
+        d->uncommitted.append(write);
+    }
+    return finish(status, error);
+}
+
+bool VoraConfigSQLite::commitPending()
+{
+    const QCoreApplication *app = QCoreApplication::instance();
+    if (!app || QThread::currentThread() != app->thread())
+        return true;
+    bool ok = true;
+    const auto pending = batches().pending;
+    for (Private *p : pending)
+        ok = p->commit() && ok;
+    return ok;
+}
+
+quint64 VoraConfigSQLite::unstoredWriteCount()
+{
+    return unstoredWrites();
 }
 
 QVariant VoraConfigSQLite::storedForm(const QVariant &value)

@@ -42,6 +42,20 @@ using VoraConfigWriteObserver = std::function<void(const VoraConfigWrite &)>;
 // set by setConfigStrategy(), asked at the time of the call: one strategy
 // whose table name changes between calls serves several tables.
 //
+// Writes made while the application's event loop runs, on its thread, are
+// kept in one transaction per object and committed together: before the bus
+// carries the next message (VoraBox::publish calls commitPending()), before
+// another object in the process reads or writes, when the object is closed,
+// and at the end of the event-loop turn. A caller that makes several writes
+// in one go (leaving the developer mode makes 21) therefore stores all of
+// them or none. Without a running event loop every write commits at once.
+//
+// Nobody waits for a lock for long: a write that cannot get the file's write
+// lock within LockTimeoutMs is dropped with a warning naming the key and the
+// file, and the writes after it in the same turn are dropped at once rather
+// than waiting again. The host keeps its file in write-ahead-log mode, in
+// which readers are never blocked by a writer.
+//
 // The order of the virtual functions is part of the host's binary interface:
 // destructor, open, close, getConfig, setConfig.
 class VORACONFIG_EXPORT VoraConfigSQLite
@@ -84,14 +98,34 @@ public:
 
     // Called after every setConfig() of every object in the process, on the
     // writing thread, whether the write succeeded or not. Empty turns it off.
+    // A write reported ok whose transaction later fails to commit is reported
+    // a second time, with ok false and the reason: the last report of a write
+    // is the one that holds. The observer must not use a VoraConfigSQLite of
+    // its own: that would commit the writes still pending.
     static void setWriteObserver(VoraConfigWriteObserver observer);
+
+    // Commits the writes still pending in every object of the process. Only
+    // acts on the application's thread; returns false when a commit failed
+    // (those writes were reported to the observer again and are lost).
+    static bool commitPending();
+
+    // How many writes in the process so far were not stored: dropped, or
+    // rolled back by a failed commit. A host compares two readings to learn
+    // whether what happened in between reached the file.
+    static quint64 unstoredWriteCount();
+
+    // The longest wait for another connection's lock, in milliseconds.
+    static constexpr int LockTimeoutMs = 2000;
 
     // The stored form of a value: what setConfig() writes and getConfig()
     // reads back for it.
     static QVariant storedForm(const QVariant &value);
 
+    // The implementation, named here so that the library's batching can keep
+    // track of objects with pending writes.
+    struct Private;
+
 private:
     Q_DISABLE_COPY(VoraConfigSQLite)
-    struct Private;
     std::unique_ptr<Private> d;
 };

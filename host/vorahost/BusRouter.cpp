@@ -3,10 +3,15 @@
 #include "DatabaseService.h"
 #include "HostConfigStrategy.h"
 #include "HostLogging.h"
+#include "SnapshotGuard.h"
 
 #include <VoraBox.h>
 #include <VoraConfigSQLite.h>
 #include <VoraQObject.h>
+
+#include <cmath>
+#include <limits>
+#include <utility>
 
 namespace {
 
@@ -51,6 +56,11 @@ void BusRouter::setDatabaseService(DatabaseService *service)
     m_databaseService = service;
 }
 
+void BusRouter::setSnapshotGuard(SnapshotGuard *guard)
+{
+    m_snapshot = guard;
+}
+
 void BusRouter::deliverToPlugin(const QVariantMap &param)
 {
     emit messageRouted(QStringLiteral("host"), param);
@@ -65,28 +75,29 @@ void BusRouter::deliverToPlugin(const QVariantMap &param)
 void BusRouter::publishFromPage(const QVariantMap &param)
 {
     emit messageRouted(QStringLiteral("page"), param);
-    serveHostModules(param);
+    serveHostModules(param, 0);
 }
 
 void BusRouter::onBoxPublished(const CommonLib::VoraBusMessage &message)
 {
     emit messageRouted(QStringLiteral("plugin"), message.param);
-    serveHostModules(message.param);
+    serveHostModules(message.param, message.unstoredWrites);
 }
 
-void BusRouter::serveHostModules(const QVariantMap &param)
+void BusRouter::serveHostModules(const QVariantMap &param, int unstoredWrites)
 {
     const QString cmd = param.value(kCmd).toString();
     if (cmd == QLatin1String("developerModeEnabledChanged")) {
-        // The plug-in only ever writes false; remembering true is the host's
-        // part, so that the developer mode survives a restart.
-        if (param.value(QStringLiteral("enabled")).toBool()) {
-            if (!writeSetting(QStringLiteral("config"), QStringLiteral("developerModeEnabled"), true))
-                qCWarning(lcHostBus, "could not store config/developerModeEnabled");
-        }
+        developerModeSwitched(param.value(QStringLiteral("enabled")).toBool());
     } else if (cmd == QLatin1String("developerModeQuerySetting")) {
         answerSettingQuery(param);
     } else if (cmd == QLatin1String("developerModeSettingChanged")) {
+        // Leaving announces the restored settings before it removes the
+        // snapshot: the last moment to keep a copy when the restore did not
+        // reach the database (a lock held too long, a full disk, a leave
+        // before the plug-in had opened its database).
+        if (m_snapshot && param.value(QStringLiteral("changedKey")) == QLatin1String("all"))
+            m_keptSnapshot = unstoredWrites > 0 ? m_snapshot->read() : QByteArray();
         applySettings(param);
     } else if (cmd == QLatin1String("query")
                && param.value(QStringLiteral("target")).toString() == QLatin1String("dataBaseQuery")) {
@@ -98,6 +109,31 @@ void BusRouter::serveHostModules(const QVariantMap &param)
     } else {
         qCDebug(lcHostBus, "no host module takes %s", qUtf8Printable(cmd));
     }
+}
+
+void BusRouter::developerModeSwitched(bool on)
+{
+    const QString key = QStringLiteral("developerModeEnabled");
+    const QByteArray kept = std::exchange(m_keptSnapshot, QByteArray());
+    // Put back only when the leave's own "false" did not land either: then
+    // none of its restore did (it is stored as a whole or not at all).
+    if (!on && !kept.isEmpty() && m_snapshot && !m_snapshot->exists()
+        && readSetting(QStringLiteral("config"), key).toBool() && m_snapshot->restore(kept)) {
+        qCWarning(lcHostBus,
+                  "the developer mode was left but its restore was not stored; its snapshot %s "
+                  "is kept, and the developer mode comes back at the next start",
+                  qUtf8Printable(SnapshotGuard::snapshotFile()));
+        on = true;
+    } else if (m_snapshot) {
+        if (on)
+            m_snapshot->bind();
+        else
+            m_snapshot->release();
+    }
+    // The plug-in writes false itself when it leaves, but not when it is
+    // switched off before it has opened its database.
+    if (!writeSetting(QStringLiteral("config"), key, on))
+        qCWarning(lcHostBus, "could not store config/%s", qUtf8Printable(key));
 }
 
 void BusRouter::answerSettingQuery(const QVariantMap &param)
@@ -135,7 +171,15 @@ void BusRouter::applySettings(const QVariantMap &param)
         return;
     bool ok = false;
     const double number = value.toDouble(&ok);
-    if (!ok || number != double(qRound(number))) {
+    // Range first: rounding NaN, infinity or 3e9 to an int is undefined.
+    if (ok
+        && !(std::isfinite(number) && number >= std::numeric_limits<int>::min()
+             && number <= std::numeric_limits<int>::max())) {
+        qCWarning(lcHostBus, "rollbackFrame '%s' is out of range; not stored",
+                  qUtf8Printable(value.toString()));
+        return;
+    }
+    if (!ok || number != std::floor(number)) {
         qCWarning(lcHostBus, "rollbackFrame '%s' is not a whole number; not stored",
                   qUtf8Printable(value.toString()));
         return;

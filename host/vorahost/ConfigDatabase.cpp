@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStringList>
 
 #include <sqlite3.h>
 
@@ -35,6 +36,8 @@ bool ConfigDatabase::prepare(const QString &file, QString *error)
         return false;
     }
     if (!info.exists() && !createFromSample(error))
+        return false;
+    if (!checkAndUseWal(error))
         return false;
     VoraConfigSQLite::setDatabaseFileOverride(m_file);
     qCDebug(lcHostDb, "configuration database %s", qUtf8Printable(m_file));
@@ -78,5 +81,55 @@ bool ConfigDatabase::createFromSample(QString *error)
         return false;
     }
     m_created = true;
+    return true;
+}
+
+bool ConfigDatabase::checkAndUseWal(QString *error)
+{
+    sqlite3 *db = nullptr;
+    QStringList problems;
+    int tables = 0;
+    QString journal;
+    if (sqlite3_open_v2(QFile::encodeName(m_file).constData(), &db, SQLITE_OPEN_READWRITE, nullptr)
+        == SQLITE_OK) {
+        sqlite3_busy_timeout(db, VoraConfigSQLite::LockTimeoutMs);
+        const auto rows = [&](const char *sql, QStringList *out) {
+            sqlite3_stmt *stmt = nullptr;
+            int rc = sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
+            if (rc == SQLITE_OK) {
+                while ((rc = sqlite3_step(stmt)) == SQLITE_ROW)
+                    out->append(
+                            QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0))));
+            }
+            sqlite3_finalize(stmt);
+            if (rc != SQLITE_DONE)
+                out->append(QString::fromUtf8(sqlite3_errmsg(db)));
+        };
+        // A handful of pages: quick, and it catches random bytes and cut files.
+        rows("PRAGMA quick_check", &problems);
+        problems.removeAll(QStringLiteral("ok"));
+        QStringList count;
+        if (problems.isEmpty())
+            rows("SELECT count(*) FROM sqlite_master WHERE type = 'table'", &count);
+        tables = count.value(0).toInt();
+        QStringList mode;
+        if (problems.isEmpty() && tables > 0)
+            rows("PRAGMA journal_mode = WAL", &mode);
+        journal = mode.value(0);
+    } else {
+        problems.append(QString::fromUtf8(db ? sqlite3_errmsg(db) : "out of memory"));
+    }
+    sqlite3_close(db);
+    if (!problems.isEmpty()) {
+        *error = QStringLiteral("the configuration database %1 is damaged: %2").arg(m_file, problems.first());
+        return false;
+    }
+    if (tables == 0) {
+        *error = QStringLiteral("the configuration database %1 holds no tables").arg(m_file);
+        return false;
+    }
+    if (journal != QLatin1String("wal"))
+        qCWarning(lcHostDb, "cannot switch %s to write-ahead logging (%s): readers may wait for writers",
+                  qUtf8Printable(m_file), qUtf8Printable(journal));
     return true;
 }

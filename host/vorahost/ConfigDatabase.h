@@ -12,8 +12,11 @@ public:
     static QString defaultFile();
 
     // Makes sure file exists (creating it and its folder from the sample when
-    // missing) and makes it the file every VoraConfigSQLite opens. On failure
-    // returns false with a one-line reason; nothing is left half-written.
+    // missing), that it is a sound SQLite database with tables (PRAGMA
+    // quick_check), switches it to write-ahead logging, in which readers are
+    // never blocked by a writer, and makes it the file every VoraConfigSQLite
+    // opens. On failure returns false with a one-line reason naming the file;
+    // nothing is left half-written and a damaged file is not written to.
     bool prepare(const QString &file, QString *error);
 
     QString fileName() const { return m_file; }
@@ -24,6 +27,7 @@ public:
 
 private:
     bool createFromSample(QString *error);
+    bool checkAndUseWal(QString *error);
 
     QString m_file;
     bool m_created = false;

@@ -4,36 +4,42 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <sqlite3.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
 
 namespace {
 
 const QString kCmd = QStringLiteral("cmd");
 const QString kResponse = QStringLiteral("dataBaseResponse");
+const QString kRefused = QStringLiteral("refused");
+const QString kReason = QStringLiteral("reason");
 
-// What the authorizer has seen while one statement of the page was prepared.
-// It lets through reads of the configuration tables, updates of their
-// "value" column and a short list of harmless functions, and nothing else:
-// no other table (sqlite_master included), no insert, delete, drop, pragma,
-// attach or transaction of the page's own.
+// What the authorizer has seen while the page's query was prepared. It lets
+// through reads of the configuration tables and a short list of harmless
+// functions, and nothing else: no other table (sqlite_master included), no
+// write of any kind, pragma, attach or transaction. The page's updates never
+// come here: they run as the service's own prepared statement.
 struct Authorization
 {
     QSet<QString> tables;
     bool sawSelect = false;
-    bool sawUpdate = false;
-    bool ownTransaction = false; // our BEGIN/COMMIT/ROLLBACK, never the page's
     QString denied;
 };
 
+// printf() and format() are not among them: a width of 300000000 keeps
+// SQLite inside one call for seconds, where no time limit can stop it.
 bool isAllowedFunction(const char *name)
 {
     static const QSet<QByteArray> allowed = {
-            "like",   "glob",   "lower", "upper",  "length",  "substr",      "substring",
-            "trim",   "ltrim",  "rtrim", "instr",  "replace", "coalesce",    "ifnull",
-            "nullif", "typeof", "abs",   "round",  "count",   "min",         "max",
-            "sum",    "total",  "avg",   "printf", "format",  "group_concat"};
+            "like",  "glob",  "lower",   "upper",    "length", "substr", "substring",   "trim", "ltrim",
+            "rtrim", "instr", "replace", "coalesce", "ifnull", "nullif", "typeof",      "abs",  "round",
+            "count", "min",   "max",     "sum",      "total",  "avg",    "group_concat"};
     return name && allowed.contains(QByteArray(name).toLower());
 }
 
@@ -98,11 +104,8 @@ int authorize(void *userData, int action, const char *arg3, const char *arg4, co
         state->denied = QStringLiteral("reads table \"%1\"").arg(table);
         return SQLITE_DENY;
     case SQLITE_UPDATE:
-        if (state->tables.contains(table) && qstricmp(arg4, "value") == 0) {
-            state->sawUpdate = true;
-            return SQLITE_OK;
-        }
-        state->denied = QStringLiteral("updates %1.%2").arg(table, QString::fromUtf8(arg4));
+        state->denied = QStringLiteral("updates %1.%2 outside the page's update form")
+                                .arg(table, QString::fromUtf8(arg4));
         return SQLITE_DENY;
     case SQLITE_FUNCTION:
         if (isAllowedFunction(arg4))
@@ -110,8 +113,6 @@ int authorize(void *userData, int action, const char *arg3, const char *arg4, co
         state->denied = QStringLiteral("calls %1()").arg(QString::fromUtf8(arg4));
         return SQLITE_DENY;
     case SQLITE_TRANSACTION:
-        if (state->ownTransaction)
-            return SQLITE_OK;
         state->denied = QStringLiteral("controls a transaction");
         return SQLITE_DENY;
     default:
@@ -120,16 +121,42 @@ int authorize(void *userData, int action, const char *arg3, const char *arg4, co
     }
 }
 
+// Bounds on what the page's query may build, so that hostile SQL cannot
+// allocate without bound: the longest text or blob a statement may make or
+// read, the SQL length, and the shape of the statement.
+void limitPageStatements(sqlite3 *db)
+{
+    sqlite3_limit(db, SQLITE_LIMIT_LENGTH, DatabaseService::MaxResponseBytes);
+    sqlite3_limit(db, SQLITE_LIMIT_SQL_LENGTH, 256 * 1024);
+    sqlite3_limit(db, SQLITE_LIMIT_COLUMN, 64);
+    sqlite3_limit(db, SQLITE_LIMIT_EXPR_DEPTH, 64);
+    sqlite3_limit(db, SQLITE_LIMIT_COMPOUND_SELECT, 32);
+    sqlite3_limit(db, SQLITE_LIMIT_VDBE_OP, 50000);
+    sqlite3_limit(db, SQLITE_LIMIT_FUNCTION_ARG, 8);
+    sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 0);
+    sqlite3_limit(db, SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 1000);
+    sqlite3_limit(db, SQLITE_LIMIT_VARIABLE_NUMBER, 8);
+    sqlite3_limit(db, SQLITE_LIMIT_TRIGGER_DEPTH, 1);
+    sqlite3_limit(db, SQLITE_LIMIT_WORKER_THREADS, 0);
+}
+
 QString oneLine(QString text)
 {
     text.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
     return text;
 }
 
+// A field the response cannot carry: its separators, or too long to show.
+bool unfit(const char *text, int bytes)
+{
+    return bytes > DatabaseService::MaxValueBytes || std::memchr(text, '\n', size_t(bytes))
+            || std::memchr(text, '\r', size_t(bytes)) || std::memchr(text, '#', size_t(bytes));
+}
+
 class Connection
 {
 public:
-    explicit Connection(const QString &file)
+    Connection(const QString &file, int busyTimeoutMs)
     {
         if (sqlite3_open_v2(QFile::encodeName(file).constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr)
             != SQLITE_OK) {
@@ -138,7 +165,7 @@ public:
             m_db = nullptr;
             return;
         }
-        sqlite3_busy_timeout(m_db, 5000);
+        sqlite3_busy_timeout(m_db, busyTimeoutMs);
     }
     ~Connection() { sqlite3_close(m_db); }
     Connection(const Connection &) = delete;
@@ -155,7 +182,14 @@ private:
 class Statement
 {
 public:
+    Statement() = default;
+    Statement(sqlite3 *db, const QByteArray &sql)
+    {
+        sqlite3_prepare_v2(db, sql.constData(), sql.size(), &m_stmt, nullptr);
+    }
     ~Statement() { sqlite3_finalize(m_stmt); }
+    Statement(const Statement &) = delete;
+    Statement &operator=(const Statement &) = delete;
     sqlite3_stmt **out() { return &m_stmt; }
     sqlite3_stmt *get() const { return m_stmt; }
 
@@ -163,15 +197,104 @@ private:
     sqlite3_stmt *m_stmt = nullptr;
 };
 
-bool exec(sqlite3 *db, Authorization *auth, const char *sql)
+// Stops whatever runs on the connection once the time limit has passed, for
+// as long as it lives.
+class Deadline
 {
-    auth->ownTransaction = true;
-    const bool ok = sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-    auth->ownTransaction = false;
-    return ok;
+public:
+    Deadline(sqlite3 *db, int ms) : m_db(db), m_ms(ms)
+    {
+        m_clock.start();
+        sqlite3_progress_handler(db, 1000, &Deadline::check, this);
+    }
+    ~Deadline() { stop(); }
+    void stop() { sqlite3_progress_handler(m_db, 0, nullptr, nullptr); }
+    Deadline(const Deadline &) = delete;
+    Deadline &operator=(const Deadline &) = delete;
+    bool passed() const { return m_clock.elapsed() > m_ms; }
+
+private:
+    static int check(void *self) { return static_cast<Deadline *>(self)->passed() ? 1 : 0; }
+    sqlite3 *m_db;
+    qint64 m_ms;
+    QElapsedTimer m_clock;
+};
+
+bool run(sqlite3 *db, const char *sql)
+{
+    Statement stmt(db, sql);
+    return stmt.get() && sqlite3_step(stmt.get()) == SQLITE_DONE;
+}
+
+QVariant storedValue(sqlite3_stmt *stmt, int column)
+{
+    switch (sqlite3_column_type(stmt, column)) {
+    case SQLITE_INTEGER:
+        return VoraConfigSQLite::storedForm(qlonglong(sqlite3_column_int64(stmt, column)));
+    case SQLITE_FLOAT:
+        return sqlite3_column_double(stmt, column);
+    case SQLITE_NULL:
+        return QVariant();
+    default:
+        return QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, column)),
+                                 sqlite3_column_bytes(stmt, column));
+    }
+}
+
+// The page's update, taken apart: table before the first "' set value = '",
+// key after the last "' where key = '", the value in between.
+struct PageUpdate
+{
+    bool recognised = false;
+    QString table;
+    QString key;
+    QString value;
+};
+
+bool looksLikeUpdate(const QString &sql)
+{
+    return sql.trimmed().startsWith(QLatin1String("update"), Qt::CaseInsensitive);
+}
+
+PageUpdate parseUpdate(const QString &sql)
+{
+    static const QString head = QStringLiteral("update '");
+    static const QString setValue = QStringLiteral("' set value = '");
+    static const QString whereKey = QStringLiteral("' where key = '");
+    PageUpdate update;
+    if (!sql.startsWith(head) || !sql.endsWith(QLatin1Char('\'')))
+        return update;
+    const int set = sql.indexOf(setValue, head.size());
+    const int where = sql.lastIndexOf(whereKey);
+    if (set < 0 || where < set + setValue.size())
+        return update;
+    update.recognised = true;
+    update.table = sql.mid(head.size(), set - head.size());
+    update.value = sql.mid(set + setValue.size(), where - set - setValue.size());
+    update.key = sql.mid(where + whereKey.size(), sql.size() - 1 - where - whereKey.size());
+    return update;
 }
 
 } // namespace
+
+struct DatabaseService::Outcome
+{
+    bool refused = false;
+    QString reason;
+    QString rows;
+    // An update's row before and after, in their stored forms.
+    bool hadRow = false;
+    QVariant oldValue;
+    QVariant newValue;
+
+    static Outcome refusal(const QString &why)
+    {
+        Outcome outcome;
+        outcome.refused = true;
+        outcome.reason = why;
+        return outcome;
+    }
+};
 
 DatabaseService::DatabaseService(const QString &databaseFile) : m_databaseFile(databaseFile)
 { }
@@ -199,17 +322,37 @@ QString DatabaseService::tableSource(const QString &dbName, const QStringList &p
     return QLatin1Char('(') + parts.join(QStringLiteral(" union all ")) + QLatin1Char(')');
 }
 
+QString DatabaseService::fillInTable(const QString &sql, const QString &source)
+{
+    static const QString placeholder = QStringLiteral("$table$");
+    QString result;
+    result.reserve(sql.size() + source.size());
+    QChar quote; // the quote that opened the text we are in, or null
+    for (int i = 0; i < sql.size(); ++i) {
+        const QChar c = sql.at(i);
+        if (quote.isNull() && c == QLatin1Char('$') && sql.midRef(i, placeholder.size()) == placeholder) {
+            result += source;
+            i += placeholder.size() - 1;
+            continue;
+        }
+        // A doubled quote inside quoted text closes and reopens it: same effect.
+        if (c == QLatin1Char('\'') || c == QLatin1Char('"')) {
+            if (quote.isNull())
+                quote = c;
+            else if (quote == c)
+                quote = QChar();
+        }
+        result += c;
+    }
+    return result;
+}
+
 QStringList DatabaseService::presentTables(sqlite3 *db) const
 {
     QSet<QString> present;
-    Statement stmt;
-    if (sqlite3_prepare_v2(db, "select lower(name) from sqlite_master where type = 'table'", -1, stmt.out(),
-                           nullptr)
-        == SQLITE_OK) {
-        while (sqlite3_step(stmt.get()) == SQLITE_ROW)
-            present.insert(
-                    QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), 0))));
-    }
+    Statement stmt(db, "select lower(name) from sqlite_master where type = 'table'");
+    while (stmt.get() && sqlite3_step(stmt.get()) == SQLITE_ROW)
+        present.insert(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), 0))));
     QStringList result;
     for (const QString &table : configurationTables()) {
         if (present.contains(table))
@@ -220,71 +363,67 @@ QStringList DatabaseService::presentTables(sqlite3 *db) const
 
 QVariantMap DatabaseService::answer(const QVariantMap &query)
 {
-    QVariantMap response{{kCmd, QStringLiteral("dataBaseResponseCmd")}, {kResponse, QString()}};
+    // The page must see what the host and the plug-in have written so far.
+    VoraConfigSQLite::commitPending();
     const QString sql = query.value(QStringLiteral("param")).toString();
     const QString dbName = query.value(QStringLiteral("dbName")).toString();
+    const bool update = looksLikeUpdate(sql);
+    const PageUpdate pageUpdate = update ? parseUpdate(sql) : PageUpdate();
 
-    // An empty name means every table, as a missing one does.
-    if (!dbName.isEmpty() && !configurationTables().contains(dbName)) {
-        qCWarning(lcHostDb).noquote() << "refused:" << QStringLiteral("\"%1\"").arg(oneLine(dbName))
-                                      << "is not a configuration table";
-        return response;
+    const Outcome outcome = [&] {
+        // An empty name means every table, as a missing one does.
+        if (!dbName.isEmpty() && !configurationTables().contains(dbName))
+            return Outcome::refusal(
+                    QStringLiteral("\"%1\" is not a configuration table").arg(oneLine(dbName)));
+        Connection connection(m_databaseFile, m_timeLimitMs);
+        if (!connection.handle())
+            return Outcome::refusal(
+                    QStringLiteral("cannot open %1: %2").arg(m_databaseFile, connection.errorString()));
+        const QStringList present = presentTables(connection.handle());
+        if (!dbName.isEmpty() && !present.contains(dbName))
+            return Outcome::refusal(QStringLiteral("table %1 is not in %2").arg(dbName, m_databaseFile));
+        if (update) {
+            if (!pageUpdate.recognised)
+                return Outcome::refusal(QStringLiteral("an update that is not the page's form "
+                                                       "(update '<table>' set value = '<value>' "
+                                                       "where key = '<key>')"));
+            return runUpdate(connection.handle(), sql, present);
+        }
+        return runQuery(connection.handle(), fillInTable(sql, tableSource(dbName, present)));
+    }();
+
+    if (outcome.refused)
+        qCWarning(lcHostDb).noquote() << "refused:" << outcome.reason << "in:" << oneLine(sql);
+    if (update && m_writeObserver) {
+        VoraConfigWrite write;
+        write.file = m_databaseFile;
+        write.table = pageUpdate.table;
+        write.key = pageUpdate.key;
+        write.hadRow = outcome.hadRow;
+        write.oldValue = outcome.oldValue;
+        write.newValue = outcome.newValue.isValid() ? outcome.newValue : QVariant(pageUpdate.value);
+        write.ok = !outcome.refused;
+        write.error = outcome.reason;
+        m_writeObserver(write);
     }
-
-    Connection connection(m_databaseFile);
-    if (!connection.handle()) {
-        qCWarning(lcHostDb).noquote() << "cannot open" << m_databaseFile << ":" << connection.errorString();
-        return response;
-    }
-
-    const QStringList present = presentTables(connection.handle());
-    if (!dbName.isEmpty() && !present.contains(dbName)) {
-        qCWarning(lcHostDb).noquote() << "refused: table" << dbName << "is not in" << m_databaseFile;
-        return response;
-    }
-    QString statement = sql;
-    statement.replace(QStringLiteral("$table$"), tableSource(dbName, present));
-
-    bool ok = false;
-    const QString rows = run(connection.handle(), statement, sql, &ok);
-    if (ok)
-        response.insert(kResponse, rows);
+    QVariantMap response{{kCmd, QStringLiteral("dataBaseResponseCmd")},
+                         {kResponse, outcome.rows},
+                         {kRefused, outcome.refused}};
+    if (outcome.refused)
+        response.insert(kReason, outcome.reason);
     return response;
 }
 
-QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pageSql, bool *ok)
+DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &sql)
 {
-    *ok = false;
     Authorization auth;
     for (const QString &table : configurationTables())
         auth.tables.insert(table);
     sqlite3_set_authorizer(db, authorize, &auth);
-    QElapsedTimer clock;
-    clock.start();
-    struct Limit
-    {
-        QElapsedTimer *clock;
-        qint64 ms;
-    } limit{&clock, m_timeLimitMs};
-    // Only around the page's statement: our own COMMIT and ROLLBACK must
-    // never be interrupted.
-    auto limitOn = [&] {
-        clock.restart();
-        sqlite3_progress_handler(
-                db, 1000,
-                [](void *data) {
-                    const auto *l = static_cast<Limit *>(data);
-                    return l->clock->elapsed() > l->ms ? 1 : 0;
-                },
-                &limit);
-    };
-    auto limitOff = [&] { sqlite3_progress_handler(db, 0, nullptr, nullptr); };
-    auto tooLong = [&] { return clock.elapsed() > m_timeLimitMs; };
-    auto refuse = [&](const QString &why) {
-        qCWarning(lcHostDb).noquote() << "refused:" << why << "in:" << oneLine(pageSql);
-        limitOff();
+    limitPageStatements(db);
+    const auto done = [db](Outcome outcome) {
         sqlite3_set_authorizer(db, nullptr, nullptr);
-        return QString();
+        return outcome;
     };
 
     const QByteArray utf8 = sql.toUtf8();
@@ -293,10 +432,10 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pag
     if (sqlite3_prepare_v2(db, utf8.constData(), utf8.size() + 1, stmt.out(), &tail) != SQLITE_OK) {
         const QString why = auth.denied.isEmpty() ? QString::fromUtf8(sqlite3_errmsg(db))
                                                   : QStringLiteral("the statement ") + auth.denied;
-        return refuse(why);
+        return done(Outcome::refusal(why));
     }
     if (!stmt.get())
-        return refuse(QStringLiteral("no statement"));
+        return done(Outcome::refusal(QStringLiteral("no statement")));
 
     // Whatever follows the first statement may be blanks, semicolons and
     // comments, never a second statement.
@@ -306,67 +445,154 @@ QString DatabaseService::run(sqlite3 *db, const QString &sql, const QString &pag
         const char *next = nullptr;
         const int rc = sqlite3_prepare_v2(db, rest, int(end - rest) + 1, extra.out(), &next);
         if (rc != SQLITE_OK || extra.get())
-            return refuse(QStringLiteral("a second statement follows the first"));
+            return done(Outcome::refusal(QStringLiteral("a second statement follows the first")));
         if (!next || next <= rest)
             break;
         rest = next;
     }
+    const int columns = sqlite3_column_count(stmt.get());
+    if (!sqlite3_stmt_readonly(stmt.get()) || !auth.sawSelect || columns == 0)
+        return done(Outcome::refusal(QStringLiteral("not a query")));
 
-    if (sqlite3_stmt_readonly(stmt.get())) {
-        if (!auth.sawSelect || sqlite3_column_count(stmt.get()) == 0)
-            return refuse(QStringLiteral("not a query"));
-        const int columns = sqlite3_column_count(stmt.get());
-        QStringList lines;
-        int rc;
-        limitOn();
-        while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) {
-            QStringList fields;
-            fields.reserve(columns);
-            for (int i = 0; i < columns; ++i) {
-                const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), i));
-                fields.append(text ? QString::fromUtf8(text, sqlite3_column_bytes(stmt.get(), i))
-                                   : QString());
-            }
-            lines.append(fields.join(QLatin1Char('#')));
-        }
-        limitOff();
-        if (rc != SQLITE_DONE)
-            return refuse(tooLong() ? QStringLiteral("the query ran longer than %1 ms").arg(m_timeLimitMs)
-                                    : QString::fromUtf8(sqlite3_errmsg(db)));
-        sqlite3_set_authorizer(db, nullptr, nullptr);
-        qCDebug(lcHostDb).noquote() << "query:" << lines.size() << "rows";
-        *ok = true;
-        return lines.join(QLatin1Char('\n'));
-    }
-
-    if (!auth.sawUpdate)
-        return refuse(QStringLiteral("not an update of a value"));
-    // The change is kept only if it touched exactly one row; the transaction
-    // makes the check undoable and the file never half-written.
-    if (!exec(db, &auth, "BEGIN IMMEDIATE"))
-        return refuse(QStringLiteral("cannot begin: ") + QString::fromUtf8(sqlite3_errmsg(db)));
+    // Rows go straight from SQLite's UTF-8 into one buffer; a row that turns
+    // out unfit is cut off again.
+    QByteArray out;
+    out.reserve(64 * 1024);
+    int rows = 0;
+    int leftOut = 0;
+    QStringList leftOutNames;
+    bool cut = false;
     int rc;
-    while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) { }
-    if (rc != SQLITE_DONE) {
-        const QString why = tooLong() ? QStringLiteral("the update ran longer than %1 ms").arg(m_timeLimitMs)
-                                      : QString::fromUtf8(sqlite3_errmsg(db));
-        sqlite3_reset(stmt.get());
-        exec(db, &auth, "ROLLBACK");
-        return refuse(why);
+    {
+        Deadline deadline(db, m_timeLimitMs);
+        while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) {
+            const int rowStart = out.size();
+            if (rows > 0)
+                out += '\n';
+            bool fit = true;
+            for (int i = 0; i < columns && fit; ++i) {
+                const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), i));
+                const int bytes = text ? sqlite3_column_bytes(stmt.get(), i) : 0;
+                fit = !text || !unfit(text, bytes);
+                if (i > 0)
+                    out += '#';
+                if (fit)
+                    out.append(text, bytes);
+            }
+            if (!fit) {
+                out.truncate(rowStart);
+                if (++leftOut <= 10) {
+                    const auto field = [&](int i) {
+                        const auto *t = reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), i));
+                        return oneLine(QString::fromUtf8(t, qMin(sqlite3_column_bytes(stmt.get(), i), 60)));
+                    };
+                    leftOutNames.append(columns > 1 ? field(0) + QLatin1Char('/') + field(1) : field(0));
+                }
+                continue;
+            }
+            if (rows == MaxResponseRows || out.size() > MaxResponseBytes) {
+                out.truncate(rowStart);
+                cut = true;
+                break;
+            }
+            ++rows;
+        }
+        if (rc != SQLITE_DONE && !cut)
+            return done(Outcome::refusal(
+                    deadline.passed() ? QStringLiteral("the query ran longer than %1 ms").arg(m_timeLimitMs)
+                                      : QString::fromUtf8(sqlite3_errmsg(db))));
     }
+    if (leftOut > 0)
+        qCInfo(lcHostDb).noquote() << "left out" << leftOut
+                                   << "rows that the response cannot carry (a line break or '#' in a "
+                                      "field, or a field over"
+                                   << MaxValueBytes << "bytes):" << leftOutNames.join(QStringLiteral(", "));
+    if (cut)
+        qCWarning(lcHostDb).noquote() << "listing cut after" << rows << "rows: a response holds at most"
+                                      << MaxResponseRows << "rows and" << MaxResponseBytes << "bytes";
+    qCDebug(lcHostDb).noquote() << "query:" << rows << "rows";
+    Outcome outcome;
+    outcome.rows = QString::fromUtf8(out);
+    return done(outcome);
+}
+
+DatabaseService::Outcome DatabaseService::runUpdate(sqlite3 *db, const QString &sql,
+                                                    const QStringList &present)
+{
+    const PageUpdate update = parseUpdate(sql);
+    if (!present.contains(update.table))
+        return Outcome::refusal(
+                QStringLiteral("\"%1\" is not a configuration table in the file").arg(oneLine(update.table)));
+    const QByteArray value = update.value.toUtf8();
+    if (value.size() > MaxValueBytes)
+        return Outcome::refusal(
+                QStringLiteral("the value is %1 bytes long, more than the %2 a value may hold")
+                        .arg(value.size())
+                        .arg(MaxValueBytes));
+    if (unfit(value.constData(), value.size()))
+        return Outcome::refusal(QStringLiteral("the value holds a line break or '#', which the listing "
+                                               "cannot show"));
+
+    Deadline deadline(db, m_timeLimitMs);
+    if (!run(db, "BEGIN IMMEDIATE"))
+        return Outcome::refusal(QStringLiteral("cannot begin: ") + QString::fromUtf8(sqlite3_errmsg(db)));
+    auto rollBack = [&](const QString &why) {
+        Outcome outcome = Outcome::refusal(
+                deadline.passed() ? QStringLiteral("the update ran longer than %1 ms").arg(m_timeLimitMs)
+                                  : why);
+        deadline.stop();
+        run(db, "ROLLBACK");
+        return outcome;
+    };
+
+    const QByteArray table = update.table.toUtf8();
+    const QByteArray key = update.key.toUtf8();
+    Outcome outcome;
+    Statement select(db, "select value from \"" + table + "\" where key = ?1");
+    if (!select.get())
+        return rollBack(QString::fromUtf8(sqlite3_errmsg(db)));
+    sqlite3_bind_text(select.get(), 1, key.constData(), key.size(), SQLITE_STATIC);
+    int oldType = SQLITE_NULL;
+    if (sqlite3_step(select.get()) == SQLITE_ROW) {
+        outcome.hadRow = true;
+        oldType = sqlite3_column_type(select.get(), 0);
+        outcome.oldValue = storedValue(select.get(), 0);
+    }
+
+    // A number typed over a number of the same kind stays a number: "9000"
+    // over an INTEGER is stored as the integer 9000, not as text.
+    static const QRegularExpression integer(QStringLiteral("\\A[+-]?[0-9]+\\z"));
+    static const QRegularExpression real(
+            QStringLiteral("\\A[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?\\z"));
+    Statement write(db, "update \"" + table + "\" set value = ?1 where key = ?2");
+    if (!write.get())
+        return rollBack(QString::fromUtf8(sqlite3_errmsg(db)));
+    bool isInteger = false;
+    bool isReal = false;
+    const qlonglong asInteger = update.value.toLongLong(&isInteger);
+    const double asReal = update.value.toDouble(&isReal);
+    if (oldType == SQLITE_INTEGER && isInteger && integer.match(update.value).hasMatch()) {
+        sqlite3_bind_int64(write.get(), 1, asInteger);
+        outcome.newValue = VoraConfigSQLite::storedForm(asInteger);
+    } else if (oldType == SQLITE_FLOAT && isReal && std::isfinite(asReal)
+               && real.match(update.value).hasMatch()) {
+        sqlite3_bind_double(write.get(), 1, asReal);
+        outcome.newValue = asReal;
+    } else {
+        sqlite3_bind_text(write.get(), 1, value.constData(), value.size(), SQLITE_STATIC);
+        outcome.newValue = update.value;
+    }
+    sqlite3_bind_text(write.get(), 2, key.constData(), key.size(), SQLITE_STATIC);
+    if (sqlite3_step(write.get()) != SQLITE_DONE)
+        return rollBack(QString::fromUtf8(sqlite3_errmsg(db)));
+    // The page changes one row at a time; anything else is not its edit.
     const int changes = sqlite3_changes(db);
-    sqlite3_reset(stmt.get());
-    if (changes != 1) {
-        exec(db, &auth, "ROLLBACK");
-        return refuse(QStringLiteral("the update would change %1 rows, not one").arg(changes));
-    }
-    if (!exec(db, &auth, "COMMIT")) {
-        const QString why = QString::fromUtf8(sqlite3_errmsg(db));
-        exec(db, &auth, "ROLLBACK");
-        return refuse(QStringLiteral("cannot commit: ") + why);
-    }
-    sqlite3_set_authorizer(db, nullptr, nullptr);
-    qCInfo(lcHostDb).noquote() << "updated one row:" << oneLine(pageSql);
-    *ok = true;
-    return QString();
+    if (changes != 1)
+        return rollBack(QStringLiteral("the update would change %1 rows, not one").arg(changes));
+    // Our own COMMIT and ROLLBACK are never interrupted.
+    deadline.stop();
+    if (!run(db, "COMMIT"))
+        return rollBack(QStringLiteral("cannot commit: ") + QString::fromUtf8(sqlite3_errmsg(db)));
+    qCInfo(lcHostDb).noquote() << "updated" << update.table + QLatin1Char('/') + update.key;
+    return outcome;
 }

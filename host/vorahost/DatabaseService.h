@@ -12,14 +12,31 @@ struct sqlite3;
 // messages on the configuration database.
 //
 // The page sends SQL text with its search word and edited value pasted in
-// unescaped, so the text is untrusted. Only two shapes are ever run: one
-// read-only SELECT over the configuration tables, or one UPDATE of the
-// "value" column that changes exactly one row, inside a transaction that is
-// rolled back otherwise. Anything else is refused with one line on
-// vora.host.db and an empty answer, and the file is left as it was.
+// unescaped, so the text is untrusted. Two shapes are run:
+//   - one read-only SELECT over the configuration tables, under an SQLite
+//     authorizer, tight SQLite limits and a time limit;
+//   - the page's own update, exactly "update '<table>' set value = '<value>'
+//     where key = '<key>'" (table before the first "' set value = '", key
+//     after the last "' where key = '"), run as a prepared statement with the
+//     value and key bound, keeping the row's storage class when the text is a
+//     number of the same kind, and kept only if it changed exactly one row.
+// Anything else is refused with one line on vora.host.db, and the file is
+// left as it was.
+//
+// The response format has no escaping, so a row with a line break or "#" in
+// a field, or a field over MaxValueBytes, is left out of a listing (with a
+// log line), and such a value is never stored. A listing stops at
+// MaxResponseRows rows or MaxResponseBytes bytes, with a log line.
+//
+// Every response carries "refused" (bool) and, when refused, "reason" (the
+// reason the log line gives).
 class DatabaseService
 {
 public:
+    static constexpr int MaxValueBytes = 64 * 1024;
+    static constexpr int MaxResponseRows = 100000;
+    static constexpr int MaxResponseBytes = 16 * 1024 * 1024;
+
     explicit DatabaseService(const QString &databaseFile);
     ~DatabaseService();
 
@@ -28,13 +45,16 @@ public:
     QVariantMap answer(const QVariantMap &query);
 
     // A statement still running after this many milliseconds is stopped and
-    // refused: the page's search runs on the host's GUI thread.
+    // refused: the page's search runs on the host's GUI thread. The same
+    // bound is the longest wait for another connection's lock.
     void setTimeLimit(int milliseconds) { m_timeLimitMs = milliseconds; }
     int timeLimit() const { return m_timeLimitMs; }
 
     // Told of every UPDATE of a value that the page asks for, run or refused,
     // with the row's table and key, the stored value before and the value
-    // asked for (vorahost's write journal).
+    // stored (or asked for), in their stored forms (vorahost's write
+    // journal). For an UPDATE text that is not the page's form, table and key
+    // are empty and error says why.
     void setWriteObserver(VoraConfigWriteObserver observer) { m_writeObserver = std::move(observer); }
 
     // The tables the page may read and update, in listing order.
@@ -45,13 +65,16 @@ public:
     // table's name, so both render as table#key#value#comment.
     static QString tableSource(const QString &dbName, const QStringList &presentTables);
 
+    // Replaces every "$table$" that stands outside quoted text.
+    static QString fillInTable(const QString &sql, const QString &source);
+
 private:
-    // Runs sql (the page's text with "$table$" filled in); pageSql is what
-    // the page sent, for the log.
-    QString run(sqlite3 *db, const QString &sql, const QString &pageSql, bool *ok);
+    struct Outcome;
+    Outcome runQuery(sqlite3 *db, const QString &sql);
+    Outcome runUpdate(sqlite3 *db, const QString &sql, const QStringList &present);
     QStringList presentTables(sqlite3 *db) const;
 
     QString m_databaseFile;
-    int m_timeLimitMs = 2000;
+    int m_timeLimitMs = VoraConfigSQLite::LockTimeoutMs;
     VoraConfigWriteObserver m_writeObserver;
 };

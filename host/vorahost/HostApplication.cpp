@@ -6,6 +6,7 @@
 #include "HostLogging.h"
 #include "ScriptRunner.h"
 #include "ShutdownSignals.h"
+#include "SnapshotGuard.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -52,6 +53,18 @@ bool HostApplication::start()
     if (m_database.wasCreated())
         std::fprintf(stderr, "vorahost: created the configuration database %s from the shipped sample\n",
                      qUtf8Printable(m_database.fileName()));
+
+    // Before the plug-in can see the snapshot: it must belong to this
+    // database, and must not outlive a leave that was stored.
+    m_snapshot = std::make_unique<SnapshotGuard>(m_database.fileName());
+    QString notice;
+    if (!m_snapshot->checkAtStart(m_options.setAsideSnapshot, &error, &notice)) {
+        std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
+        return false;
+    }
+    if (!notice.isEmpty())
+        std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(notice));
+    m_router.setSnapshotGuard(m_snapshot.get());
 
     m_databaseService = std::make_unique<DatabaseService>(m_database.fileName());
     m_router.setDatabaseService(m_databaseService.get());

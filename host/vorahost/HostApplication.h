@@ -18,6 +18,7 @@ class HostConsole;
 class QQuickView;
 class ScriptRunner;
 class ShutdownSignals;
+class SnapshotGuard;
 
 // The host application: its configuration database, its bus, its main QML
 // engine with "$app" and the VoraDesign module, the main window, the plug-in,
@@ -51,6 +52,7 @@ private:
     HostOptions m_options;
     ConfigDatabase m_database;
     std::unique_ptr<DatabaseService> m_databaseService;
+    std::unique_ptr<SnapshotGuard> m_snapshot;
     CommonLib::VoraBox m_box;
     BusRouter m_router;
     AppBridge m_app;

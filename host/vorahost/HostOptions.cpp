@@ -27,11 +27,13 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
                                      QStringLiteral("Show the version of vorahost and of Qt."));
     const QCommandLineOption noPlugin(QStringLiteral("no-plugin"),
                                       QStringLiteral("Run the host without loading a plug-in."));
+    const QCommandLineOption setAside(QStringLiteral("set-aside-snapshot"),
+                                      QStringLiteral("Move a pending developer-mode snapshot to a backup."));
     QCommandLineOption benchStartup(QStringLiteral("bench-startup"));
     benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
     peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, version, db, plugin, script, trace, noPlugin, benchStartup, peakMemory});
+    parser.addOptions({help, version, db, plugin, script, trace, noPlugin, setAside, benchStartup, peakMemory});
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
@@ -56,6 +58,7 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     options->scriptFile = parser.value(script);
     options->trace = parser.isSet(trace);
     options->noPlugin = parser.isSet(noPlugin);
+    options->setAsideSnapshot = parser.isSet(setAside);
     options->benchStartup = parser.isSet(benchStartup);
     options->reportPeakMemory = parser.isSet(peakMemory);
     if (parser.isSet(db) && options->databaseFile.isEmpty()) {
@@ -80,6 +83,7 @@ QString HostOptions::usage()
     return QStringLiteral(
             "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin] "
             "[--version]\n"
+            "                [--set-aside-snapshot]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
             "\n"
             "  --db FILE        configuration database (default <exe dir>/../Resources/res/config.db;\n"
@@ -88,6 +92,11 @@ QString HostOptions::usage()
             "  --script FILE    run a script of JSON lines ('-' for standard input) and exit\n"
             "  --trace          print the bus messages on standard output (interactive use)\n"
             "  --no-plugin      run the host without a plug-in\n"
+            "  --set-aside-snapshot\n"
+            "                   move a pending developer-mode snapshot (<exe dir>/../Resources/ScanSets/\n"
+            "                   developer_mode_temp.json) to developer_mode_temp-<date>-<time>.json\n"
+            "                   before starting; needed when it belongs to another database, which\n"
+            "                   vorahost otherwise refuses (exit 1)\n"
             "  --version        show the version of vorahost and of Qt\n"
             "  -h, --help       show this help\n"
             "\n"
@@ -99,6 +108,7 @@ QString HostOptions::usage()
             "  {\"close\": T}                                    close as the window frame would\n"
             "  {\"screenshot\": {\"window\": T, \"file\": PATH}}     save the window as PNG\n"
             "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message\n"
-            "and {\"eval\": value} per eval. Exit 0 at the end, 2 for a bad line (named on stderr),\n"
-            "1 when the plug-in or the database cannot be used.\n");
+            "and {\"eval\": value} per eval. Exit 0 at the end, 2 for a bad line (named on stderr:\n"
+            "also a line over 1 MiB or an eval running over 5 s), 1 when the plug-in, the database\n"
+            "(missing tables, damaged) or the snapshot (another database's) cannot be used.\n");
 }

@@ -11,6 +11,7 @@ struct HostOptions
     QString scriptFile; // --script, "-" for standard input, empty for interactive use
     bool trace = false; // --trace: bus lines on stdout in interactive use
     bool noPlugin = false; // --no-plugin: the bare host (benchmark baseline)
+    bool setAsideSnapshot = false; // --set-aside-snapshot: move a pending snapshot to a backup first
     bool benchStartup = false; // --bench-startup: leave once the controller has started
     bool reportPeakMemory = false; // --report-peak-memory: peak RSS on stderr at exit
 

@@ -43,6 +43,12 @@ void ScriptRunner::readStandardInput()
     const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
     if (n > 0) {
         m_pending.append(buffer, int(n));
+        if (m_pending.size() > MaxLineBytes && m_pending.indexOf('\n') < 0) {
+            m_stdinNotifier->setEnabled(false);
+            ++m_lineNumber;
+            fail(QStringLiteral("longer than %1 bytes").arg(MaxLineBytes));
+            return;
+        }
     } else if (n == 0 || (errno != EAGAIN && errno != EINTR)) {
         m_stdinAtEnd = true;
         m_stdinNotifier->setEnabled(false);
@@ -63,7 +69,7 @@ void ScriptRunner::start()
     });
 }
 
-bool ScriptRunner::readLine(QString *line)
+bool ScriptRunner::readLine(QString *line, bool *tooLong)
 {
     QByteArray bytes;
     if (m_fromStdin) {
@@ -75,11 +81,18 @@ bool ScriptRunner::readLine(QString *line)
             bytes.swap(m_pending);
         }
     } else {
-        bytes = m_file.readLine();
+        // Bounded: /dev/zero or a line without an end must not fill memory.
+        // (The size given includes a terminating zero: one byte over the cap
+        // comes back when the line is too long.)
+        bytes = m_file.readLine(qint64(MaxLineBytes) + 2);
     }
     if (bytes.isEmpty())
         return false;
     ++m_lineNumber;
+    if (bytes.size() > MaxLineBytes) {
+        *tooLong = true;
+        return false;
+    }
     *line = QString::fromUtf8(bytes).trimmed();
     return true;
 }
@@ -87,7 +100,8 @@ bool ScriptRunner::readLine(QString *line)
 void ScriptRunner::next()
 {
     QString line;
-    while (readLine(&line)) {
+    bool tooLong = false;
+    while (readLine(&line, &tooLong)) {
         if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
             continue;
         QJsonParseError parseError;
@@ -107,6 +121,10 @@ void ScriptRunner::next()
             return;
         }
         QTimer::singleShot(waitMs, this, &ScriptRunner::next);
+        return;
+    }
+    if (tooLong) {
+        fail(QStringLiteral("longer than %1 bytes").arg(MaxLineBytes));
         return;
     }
     if (m_fromStdin && !m_stdinAtEnd) {
@@ -175,6 +193,11 @@ int ScriptRunner::runStep(const QJsonObject &step, QString *error)
         QQuickWindow *target = window(arg.toString());
         if (!target)
             return -1;
+        if (arg.toString() == QLatin1String("vorahost"))
+            std::fprintf(stderr,
+                         "vorahost: script line %d closes the main window: the host ends, and any steps "
+                         "after this line are not run\n",
+                         m_lineNumber);
         WindowDriver::close(target);
         return 0;
     }
@@ -200,7 +223,7 @@ int ScriptRunner::runStep(const QJsonObject &step, QString *error)
         if (!target)
             return -1;
         QString evalError;
-        const QVariant result = WindowDriver::evaluate(target, js, &evalError);
+        const QVariant result = WindowDriver::evaluate(target, js, EvalTimeLimitMs, &evalError);
         if (!evalError.isEmpty()) {
             *error = QStringLiteral("eval failed: %1").arg(evalError);
             return -1;

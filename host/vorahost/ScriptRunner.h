@@ -21,13 +21,19 @@ class QSocketNotifier;
 //   {"screenshot": {"window": T, "file": PATH}}         PNG of the window
 // Blank lines and lines starting with "#" are skipped. A bad line stops the
 // script with exit code 2 and a message naming its number; the steps before
-// it stay done. Standard input ("-") is read as it arrives, without blocking
+// it stay done. So does a line longer than MaxLineBytes, and an eval still
+// running after EvalTimeLimitMs. Closing the main window ("vorahost") ends the
+// host like its frame's close button: the steps after it are not run, which
+// standard error says. Standard input ("-") is read as it arrives, without blocking
 // the event loop, so a driver can feed steps one by one and watch the results.
 class ScriptRunner : public QObject
 {
     Q_OBJECT
 
 public:
+    static constexpr int MaxLineBytes = 1024 * 1024;
+    static constexpr int EvalTimeLimitMs = 5000;
+
     explicit ScriptRunner(BusRouter *router, QObject *parent = nullptr);
     ~ScriptRunner() override;
 
@@ -42,7 +48,8 @@ signals:
 
 private:
     void next();
-    bool readLine(QString *line);
+    // False at the end of the input, or (tooLong set) for a line over the cap.
+    bool readLine(QString *line, bool *tooLong);
     void readStandardInput();
     // Runs one step; returns the milliseconds to wait before the next one,
     // or -1 with error set.

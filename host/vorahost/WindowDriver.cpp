@@ -15,6 +15,10 @@
 #include <QScreen>
 #include <qpa/qwindowsysteminterface.h>
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
 namespace WindowDriver {
 
 namespace {
@@ -91,7 +95,7 @@ bool screenshot(QQuickWindow *window, const QString &file, QString *error)
     return true;
 }
 
-QVariant evaluate(QQuickWindow *window, const QString &expression, QString *error)
+QVariant evaluate(QQuickWindow *window, const QString &expression, int timeLimitMs, QString *error)
 {
     QObject *root = rootOf(window);
     QQmlContext *context = root ? QQmlEngine::contextForObject(root) : nullptr;
@@ -101,7 +105,32 @@ QVariant evaluate(QQuickWindow *window, const QString &expression, QString *erro
     }
     QQmlExpression js(context, root, expression);
     bool undefined = false;
+
+    // The engine runs on this thread; a watchdog interrupts it from another.
+    QJSEngine *engine = context->engine();
+    std::mutex mutex;
+    std::condition_variable finished;
+    bool done = false;
+    bool interrupted = false;
+    std::thread watchdog([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (!finished.wait_for(lock, std::chrono::milliseconds(timeLimitMs), [&] { return done; })) {
+            interrupted = true;
+            engine->setInterrupted(true);
+        }
+    });
     const QVariant result = js.evaluate(&undefined);
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        done = true;
+    }
+    finished.notify_one();
+    watchdog.join();
+    if (interrupted) {
+        engine->setInterrupted(false);
+        *error = QStringLiteral("the JavaScript ran longer than %1 ms and was stopped").arg(timeLimitMs);
+        return QVariant();
+    }
     if (js.hasError()) {
         *error = js.error().description();
         return QVariant();

@@ -23,6 +23,8 @@ void close(QQuickWindow *window);
 bool screenshot(QQuickWindow *window, const QString &file, QString *error);
 
 // Evaluates expression with the root item's context and the root as scope.
-QVariant evaluate(QQuickWindow *window, const QString &expression, QString *error);
+// JavaScript still running after timeLimitMs is interrupted, and error says
+// so.
+QVariant evaluate(QQuickWindow *window, const QString &expression, int timeLimitMs, QString *error);
 
 } // namespace WindowDriver

@@ -222,7 +222,10 @@ void DeveloperModeController::saveConfig()
     root.insert(QStringLiteral("init"), QJsonObject::fromVariantMap(m_initConfig));
     root.insert(QStringLiteral("last"), QJsonObject::fromVariantMap(m_config));
     const QByteArray bytes = QJsonDocument(root).toJson(QJsonDocument::Indented);
-    if (file.write(bytes) != bytes.size()) {
+    // QSaveFile buffers: on a full disk the write "succeeds" into memory and
+    // the error only shows when the buffer is flushed. commit() would then
+    // rename a short file over the good one, so the flush is checked here.
+    if (file.write(bytes) != bytes.size() || !file.flush()) {
         const QString error = file.errorString();
         file.cancelWriting();
         qWarning("%s", qUtf8Printable(error));

@@ -170,6 +170,9 @@ void tst_BusRouter::storesWhatThePluginAnnounces_data()
     row("rollbackFrame placeholder", settings(QVariant()), "false|text", "5|integer");
     row("rollbackFrame not whole", settings(2.5), "false|text", "5|integer");
     row("rollbackFrame not a number", settings("abc"), "false|text", "5|integer");
+    row("rollbackFrame beyond an int", settings(3e9), "false|text", "5|integer");
+    row("rollbackFrame infinite", settings(qInf()), "false|text", "5|integer");
+    row("rollbackFrame NaN", settings(qQNaN()), "false|text", "5|integer");
     row("per-key change without rollbackFrame",
         {{"cmd", "developerModeSettingChanged"},
          {"changedKey", "enableWatermark"},
@@ -286,7 +289,10 @@ void tst_BusRouter::pageMessages()
     if (answered) {
         const QString rows = received.first().toMap().value("dataBaseResponse").toString();
         QVERIFY2(rows.contains("scan#rollbackFrame#5#"), qPrintable(rows));
-        expected.append({"host", QVariantMap{{"cmd", "dataBaseResponseCmd"}, {"dataBaseResponse", rows}}});
+        expected.append({"host",
+                         QVariantMap{{"cmd", "dataBaseResponseCmd"},
+                                     {"dataBaseResponse", rows},
+                                     {"refused", false}}});
         QCOMPARE(received.first().toMap(), expected.last().second);
     }
     QCOMPARE(m_host->routed, expected);

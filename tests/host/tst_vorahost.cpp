@@ -133,6 +133,10 @@ void tst_VoraHost::badScriptLine_data()
             << QByteArray(R"({"screenshot": {"window": "开发者模式", "file": "x.png"}})") << "no open window";
     QTest::newRow("eval that throws")
             << QByteArray(R"({"eval": {"window": "vorahost", "js": "noSuchName.x"}})") << "eval failed";
+    QTest::newRow("eval that never ends")
+            << QByteArray(R"({"eval": {"window": "vorahost", "js": "while (1) {}"}})")
+            << "the JavaScript ran longer than 5000 ms and was stopped";
+    QTest::newRow("line without an end") << QByteArray(1100000, 'x') << "longer than 1048576 bytes";
 }
 
 void tst_VoraHost::badScriptLine()
