@@ -2,11 +2,14 @@
 
 #include "BusJson.h"
 #include "DatabaseService.h"
+#include "HostConfigStrategy.h"
 #include "HostConsole.h"
 #include "HostLogging.h"
 #include "ScriptRunner.h"
+#include "SettingsInspector.h"
 #include "ShutdownSignals.h"
 #include "SnapshotGuard.h"
+#include "WriteJournal.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -33,6 +36,8 @@ HostApplication::~HostApplication()
 {
     m_script.reset();
     m_plugin.unload();
+    // Nothing writes to the journal after this.
+    VoraConfigSQLite::setWriteObserver(nullptr);
     m_mainWindow.reset();
     m_console.reset();
     // Items that the windows released with deleteLater go before their engine.
@@ -68,6 +73,12 @@ bool HostApplication::start()
 
     m_databaseService = std::make_unique<DatabaseService>(m_database.fileName());
     m_router.setDatabaseService(m_databaseService.get());
+    m_journal = std::make_unique<WriteJournal>();
+    if (!m_options.journalFile.isEmpty() && !m_journal->open(m_options.journalFile, &error)) {
+        std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
+        return false;
+    }
+    setUpJournal();
     connect(&m_app, &AppBridge::pagePublished, &m_router, &BusRouter::publishFromPage);
     connect(&m_router, &BusRouter::pageDelivery, &m_app, &AppBridge::deliverToPages);
     if (m_options.isScripted() || m_options.trace) {
@@ -87,8 +98,10 @@ bool HostApplication::start()
 
     const QString pluginFile = m_options.pluginFile.isEmpty() ? PluginHost::defaultFile()
                                                               : m_options.pluginFile;
+    m_inspector = std::make_unique<SettingsInspector>(&m_router, &m_engine, m_database.fileName());
+    connect(m_journal.get(), &WriteJournal::recorded, m_inspector.get(), &SettingsInspector::scheduleRefresh);
     m_console = std::make_unique<HostConsole>(&m_router, m_options.noPlugin ? QString() : pluginFile,
-                                              m_database.fileName());
+                                              m_database.fileName(), m_inspector.get(), m_journal.get());
     m_engine.rootContext()->setContextProperty(QStringLiteral("$host"), m_console.get());
     if (!showMainWindow())
         return false;
@@ -110,6 +123,7 @@ bool HostApplication::start()
         });
     } else if (m_options.isScripted()) {
         m_script = std::make_unique<ScriptRunner>(&m_router);
+        m_script->setInspector(m_inspector.get());
         if (!m_script->open(m_options.scriptFile, &error)) {
             std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
             return false;
@@ -120,6 +134,19 @@ bool HostApplication::start()
         m_script->start();
     }
     return true;
+}
+
+void HostApplication::setUpJournal()
+{
+    // The host's own modules write through HostConfigStrategy; any other
+    // strategy is the plug-in's.
+    WriteJournal *journal = m_journal.get();
+    VoraConfigSQLite::setWriteObserver([journal](const VoraConfigWrite &write) {
+        const bool byHost = dynamic_cast<const HostConfigStrategy *>(write.strategy) != nullptr;
+        journal->record(byHost ? QStringLiteral("host") : QStringLiteral("plugin"), write);
+    });
+    m_databaseService->setWriteObserver(
+            [journal](const VoraConfigWrite &write) { journal->record(QStringLiteral("page"), write); });
 }
 
 void HostApplication::setUpEngine()

@@ -17,8 +17,10 @@ class DatabaseService;
 class HostConsole;
 class QQuickView;
 class ScriptRunner;
+class SettingsInspector;
 class ShutdownSignals;
 class SnapshotGuard;
+class WriteJournal;
 
 // The host application: its configuration database, its bus, its main QML
 // engine with "$app" and the VoraDesign module, the main window, the plug-in,
@@ -45,12 +47,15 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    void setUpJournal();
     void setUpEngine();
     bool showMainWindow();
     void reportPeakMemory() const;
 
     HostOptions m_options;
     ConfigDatabase m_database;
+    // Before the database service: the service's write observer points at it.
+    std::unique_ptr<WriteJournal> m_journal;
     std::unique_ptr<DatabaseService> m_databaseService;
     std::unique_ptr<SnapshotGuard> m_snapshot;
     CommonLib::VoraBox m_box;
@@ -58,6 +63,7 @@ private:
     AppBridge m_app;
     // The engine outlives the plug-in: its windows are views on it.
     QQmlEngine m_engine;
+    std::unique_ptr<SettingsInspector> m_inspector;
     std::unique_ptr<HostConsole> m_console;
     std::unique_ptr<QQuickView> m_mainWindow;
     PluginHost m_plugin;

@@ -25,6 +25,16 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
                                    QStringLiteral("Print the bus messages on standard output."));
     const QCommandLineOption version(QStringLiteral("version"),
                                      QStringLiteral("Show the version of vorahost and of Qt."));
+    const QCommandLineOption journal(QStringLiteral("journal"),
+                                     QStringLiteral("Append every write to the configuration database to "
+                                                    "FILE, one JSON line each."),
+                                     QStringLiteral("FILE"));
+    const QCommandLineOption replay(QStringLiteral("replay"),
+                                    QStringLiteral("Compare a journal's values with the database, print "
+                                                   "the differences and exit."),
+                                    QStringLiteral("FILE"));
+    const QCommandLineOption apply(QStringLiteral("apply"),
+                                   QStringLiteral("With --replay: write the differences."));
     const QCommandLineOption noPlugin(QStringLiteral("no-plugin"),
                                       QStringLiteral("Run the host without loading a plug-in."));
     const QCommandLineOption setAside(QStringLiteral("set-aside-snapshot"),
@@ -33,7 +43,8 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
     peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, version, db, plugin, script, trace, noPlugin, setAside, benchStartup, peakMemory});
+    parser.addOptions({help, version, db, plugin, script, trace, journal, replay, apply, noPlugin, setAside,
+                       benchStartup, peakMemory});
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
@@ -57,6 +68,9 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     options->pluginFile = parser.value(plugin);
     options->scriptFile = parser.value(script);
     options->trace = parser.isSet(trace);
+    options->journalFile = parser.value(journal);
+    options->replayFile = parser.value(replay);
+    options->apply = parser.isSet(apply);
     options->noPlugin = parser.isSet(noPlugin);
     options->setAsideSnapshot = parser.isSet(setAside);
     options->benchStartup = parser.isSet(benchStartup);
@@ -67,6 +81,22 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
     }
     if (parser.isSet(script) && options->scriptFile.isEmpty()) {
         *error = QStringLiteral("--script needs a file name or '-'");
+        return false;
+    }
+    for (const QCommandLineOption *option : {&journal, &replay}) {
+        if (parser.isSet(*option) && parser.value(*option).isEmpty()) {
+            *error = QStringLiteral("--%1 needs a file name").arg(option->names().constFirst());
+            return false;
+        }
+    }
+    if (options->apply && !options->isReplay()) {
+        *error = QStringLiteral("--apply goes with --replay FILE");
+        return false;
+    }
+    if (options->isReplay()
+        && (options->isScripted() || options->trace || !options->journalFile.isEmpty() || options->noPlugin
+            || options->setAsideSnapshot)) {
+        *error = QStringLiteral("--replay runs on its own, with --db and --apply only");
         return false;
     }
     return true;
@@ -81,9 +111,9 @@ QString HostOptions::versionText()
 QString HostOptions::usage()
 {
     return QStringLiteral(
-            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--no-plugin] "
-            "[--version]\n"
-            "                [--set-aside-snapshot]\n"
+            "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--journal FILE]\n"
+            "                [--no-plugin] [--version] [--set-aside-snapshot]\n"
+            "       vorahost --replay JOURNAL [--db FILE] [--apply]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
             "\n"
             "  --db FILE        configuration database (default <exe dir>/../Resources/res/config.db;\n"
@@ -91,6 +121,10 @@ QString HostOptions::usage()
             "  --plugin FILE    plug-in to load (default <exe dir>/../plugins/libApplicationTools.so)\n"
             "  --script FILE    run a script of JSON lines ('-' for standard input) and exit\n"
             "  --trace          print the bus messages on standard output (interactive use)\n"
+            "  --journal FILE   append every write to the configuration database to FILE, one JSON\n"
+            "                   line each: time, by (plugin, page, host), table, key, old, new, ok\n"
+            "  --replay FILE    print where the journal's last values differ from the database, exit\n"
+            "  --apply          with --replay: write those values, in one transaction\n"
             "  --no-plugin      run the host without a plug-in\n"
             "  --set-aside-snapshot\n"
             "                   move a pending developer-mode snapshot (<exe dir>/../Resources/ScanSets/\n"
@@ -107,8 +141,13 @@ QString HostOptions::usage()
             "  {\"click\": {\"window\": T, \"x\": X, \"y\": Y}}        left click\n"
             "  {\"close\": T}                                    close as the window frame would\n"
             "  {\"screenshot\": {\"window\": T, \"file\": PATH}}     save the window as PNG\n"
-            "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message\n"
-            "and {\"eval\": value} per eval. Exit 0 at the end, 2 for a bad line (named on stderr:\n"
-            "also a line over 1 MiB or an eval running over 5 s), 1 when the plug-in, the database\n"
-            "(missing tables, damaged) or the snapshot (another database's) cannot be used.\n");
+            "  {\"inspect\": \"devmode\"}                          prints the developer mode's settings\n"
+            "  {\"revert\": KEY}                                 a setting back to its entry value "
+            "(\"all\":\n"
+            "                                                  every changed one); needs its window open\n"
+            "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message,\n"
+            "{\"eval\": value} per eval and {\"inspect\": [...]} per inspect. Exit 0 at the end, 2 for a\n"
+            "bad line (named on stderr: also a line over 1 MiB or an eval running over 5 s), 1 when the\n"
+            "plug-in, the database (missing tables, damaged) or the snapshot (another database's)\n"
+            "cannot be used.\n");
 }

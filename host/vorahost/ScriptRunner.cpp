@@ -3,6 +3,7 @@
 #include "BusJson.h"
 #include "BusRouter.h"
 #include "HostLogging.h"
+#include "SettingsInspector.h"
 #include "WindowDriver.h"
 
 #include <QJsonDocument>
@@ -139,7 +140,8 @@ int ScriptRunner::runStep(const QJsonObject &step, QString *error)
 {
     if (step.size() != 1) {
         *error = QStringLiteral(
-                "a step has exactly one name (deliver, wait, eval, click, close, screenshot)");
+                "a step has exactly one name (deliver, wait, eval, click, close, screenshot, inspect, "
+                "revert)");
         return -1;
     }
     const QString name = step.constBegin().key();
@@ -199,6 +201,29 @@ int ScriptRunner::runStep(const QJsonObject &step, QString *error)
                          "after this line are not run\n",
                          m_lineNumber);
         WindowDriver::close(target);
+        return 0;
+    }
+    if (name == QLatin1String("inspect") && m_inspector) {
+        if (arg.toString() != QLatin1String("devmode")) {
+            *error = QStringLiteral("inspect takes \"devmode\"");
+            return -1;
+        }
+        m_inspector->refresh();
+        emit output(m_inspector->inspectLine());
+        return 0;
+    }
+    if (name == QLatin1String("revert") && m_inspector) {
+        if (!arg.isString()) {
+            *error = QStringLiteral("revert needs a setting key");
+            return -1;
+        }
+        m_inspector->refresh();
+        const QString reason = arg.toString() == QLatin1String("all") ? m_inspector->revertAll()
+                                                                      : m_inspector->revert(arg.toString());
+        if (!reason.isEmpty()) {
+            *error = QStringLiteral("cannot revert %1: %2").arg(arg.toString(), reason);
+            return -1;
+        }
         return 0;
     }
     if (name != QLatin1String("eval") && name != QLatin1String("click")

@@ -9,6 +9,7 @@
 
 class BusRouter;
 class QSocketNotifier;
+class SettingsInspector;
 
 // Runs a script of JSON lines, one step per line, each on its own turn of
 // the event loop so that the plug-in's timers and the bus's queued answers
@@ -19,6 +20,8 @@ class QSocketNotifier;
 //   {"click": {"window": T, "x": X, "y": Y}}            left click
 //   {"close": T}                                        close by the window frame
 //   {"screenshot": {"window": T, "file": PATH}}         PNG of the window
+//   {"inspect": "devmode"}                              prints the settings inspector's rows
+//   {"revert": KEY}                                     a setting back to its entry value
 // Blank lines and lines starting with "#" are skipped. A bad line stops the
 // script with exit code 2 and a message naming its number; the steps before
 // it stay done. So does a line longer than MaxLineBytes, and an eval still
@@ -39,6 +42,8 @@ public:
 
     bool open(const QString &file, QString *error);
     void start();
+    // For the inspect and revert steps.
+    void setInspector(SettingsInspector *inspector) { m_inspector = inspector; }
 
 signals:
     // One JSON line for standard output (eval results).
@@ -57,6 +62,7 @@ private:
     void fail(const QString &reason);
 
     BusRouter *m_router;
+    SettingsInspector *m_inspector = nullptr;
     QFile m_file;
     int m_lineNumber = 0;
     // Standard input: bytes read but not yet taken as lines.

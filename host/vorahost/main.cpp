@@ -1,6 +1,8 @@
+#include "ConfigDatabase.h"
 #include "HostApplication.h"
 #include "HostLogging.h"
 #include "HostOptions.h"
+#include "JournalReplay.h"
 
 #include <QGuiApplication>
 #include <QStringList>
@@ -42,6 +44,17 @@ int main(int argc, char **argv)
     if (!help.isEmpty()) {
         std::fputs(qUtf8Printable(help), stdout);
         return 0;
+    }
+
+    if (options.isReplay()) {
+        // No windows, no plug-in: only the bundle's default database path
+        // needs the application object.
+        int qtArgc = 1;
+        QCoreApplication app(qtArgc, argv);
+        return JournalReplay::run(options.replayFile,
+                                  options.databaseFile.isEmpty() ? ConfigDatabase::defaultFile()
+                                                                 : options.databaseFile,
+                                  options.apply);
     }
 
     if (!hasDisplay()) {

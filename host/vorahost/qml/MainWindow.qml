@@ -2,140 +2,213 @@ import QtQuick 2.12
 import QtQuick.Controls 2.12
 import QtQuick.Layouts 1.12
 
-// The host's main window: buttons for the plug-in's commands and a live log
-// of the bus in both directions.
+// The host's main window: the developer mode's state and commands, the config
+// editor's, and three tabs: the bus log, the settings inspector and the write
+// journal.
 Rectangle {
     id: root
 
-    property int maxLines: 400
+    readonly property var inspector: $host.inspector
+    readonly property bool hasPlugin: $host.pluginFile.length > 0
+    readonly property string mode: root.inspector.mode
+    readonly property string noPlugin: root.hasPlugin ? "" : "no plug-in is loaded (--no-plugin)"
 
-    function logMessage(from, text) {
-        logModel.append({ "from": from, "text": text })
-        if (logModel.count > root.maxLines)
-            logModel.remove(0, logModel.count - root.maxLines)
-        logView.positionViewAtEnd()
+    function modeText() {
+        if (root.mode === "on")
+            return "Developer mode: on"
+        if (root.mode === "loading")
+            return "Developer mode: loading…"
+        return "Developer mode: off"
     }
 
-    function colourOf(from) {
-        if (from === "host")
-            return "#1565c0"
-        if (from === "page")
-            return "#6a1b9a"
-        return "#2e7d32"
+    function firstOf(reasons) {
+        for (var i = 0; i < reasons.length; ++i) {
+            if (reasons[i] !== "")
+                return reasons[i]
+        }
+        return ""
     }
 
-    implicitWidth: 900
-    implicitHeight: 600
+    implicitWidth: 1000
+    implicitHeight: 740
     color: "#f4f4f4"
-
-    Connections {
-        target: $host
-        function onMessageLogged(from, text) { root.logMessage(from, text) }
-    }
-
-    ListModel { id: logModel }
 
     ColumnLayout {
         anchors.fill: parent
         anchors.margins: 12
         spacing: 8
 
-        Label {
-            text: "vorahost — libApplicationTools"
-            font.pixelSize: 20
-            font.bold: true
-        }
-        Label {
+        RowLayout {
             Layout.fillWidth: true
-            elide: Text.ElideMiddle
-            color: "#555555"
-            text: "plug-in: " + ($host.pluginFile.length > 0 ? $host.pluginFile : "(none)")
-                  + "\ndatabase: " + $host.databaseFile
-        }
+            spacing: 12
 
-        GroupBox {
-            title: "Developer mode"
-            Layout.fillWidth: true
-            RowLayout {
-                spacing: 8
-                Button {
-                    id: developerModeOnButton
-                    objectName: "developerModeOn"
-                    text: "On"
-                    onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": true })
-                }
-                Button {
-                    id: developerModeOffButton
-                    objectName: "developerModeOff"
-                    text: "Off"
-                    onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": false })
-                }
-                Button {
-                    id: showDeveloperModeViewButton
-                    objectName: "showDeveloperModeView"
-                    text: "Show window"
-                    onClicked: $host.send({ "module": "DeveloperMode", "cmd": "showDeveloperModeView" })
-                }
-                Button {
-                    id: queryDeveloperModeSettingButton
-                    objectName: "queryDeveloperModeSetting"
-                    text: "Query settings"
-                    onClicked: $host.send({ "module": "DeveloperMode", "cmd": "queryDeveloperModeSetting" })
+            Label {
+                text: "vorahost — libApplicationTools"
+                font.pixelSize: 20
+                font.bold: true
+            }
+            Item { Layout.fillWidth: true }
+            Rectangle {
+                objectName: "modeState"
+                radius: 4
+                implicitWidth: modeLabel.implicitWidth + 16
+                implicitHeight: modeLabel.implicitHeight + 8
+                color: root.mode === "on" ? "#2e7d32" : root.mode === "loading" ? "#ef8f00" : "#9e9e9e"
+
+                Label {
+                    id: modeLabel
+
+                    anchors.centerIn: parent
+                    color: "white"
+                    font.bold: true
+                    text: root.modeText()
                 }
             }
         }
 
-        GroupBox {
-            title: "Config editor"
+        RowLayout {
             Layout.fillWidth: true
-            RowLayout {
-                spacing: 8
-                Button {
-                    id: openConfigEditorButton
-                    objectName: "openConfigEditor"
-                    text: "Open"
-                    onClicked: $host.send({ "cmd": "showConfigEditor", "visible": true })
+            spacing: 16
+
+            Repeater {
+                model: [
+                    { "label": "plug-in: ", "shown": root.hasPlugin ? $host.pluginFileShort : "(none)",
+                      "full": $host.pluginFile },
+                    { "label": "database: ", "shown": $host.databaseFileShort, "full": $host.databaseFile }
+                ]
+                delegate: Label {
+                    color: "#555555"
+                    textFormat: Text.PlainText
+                    text: modelData.label + modelData.shown
+
+                    MouseArea {
+                        id: pathHover
+
+                        anchors.fill: parent
+                        hoverEnabled: true
+                        acceptedButtons: Qt.NoButton
+                    }
+                    ToolTip {
+                        visible: pathHover.containsMouse && modelData.full.length > 0
+                        text: modelData.full
+                    }
                 }
-                Button {
-                    id: closeConfigEditorButton
-                    objectName: "closeConfigEditor"
-                    text: "Close"
-                    onClicked: $host.send({ "cmd": "showConfigEditor", "visible": false })
+            }
+            Item { Layout.fillWidth: true }
+        }
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: 8
+
+            GroupBox {
+                title: "Developer mode"
+
+                RowLayout {
+                    spacing: 8
+
+                    HostButton {
+                        id: developerModeOnButton
+
+                        objectName: "developerModeOn"
+                        text: "On"
+                        blocker: root.firstOf([root.noPlugin,
+                                               root.mode !== "off" ? "the developer mode is already on" : ""])
+                        onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": true })
+                    }
+                    HostButton {
+                        id: developerModeOffButton
+
+                        objectName: "developerModeOff"
+                        text: "Off"
+                        blocker: root.firstOf([root.noPlugin,
+                                               root.mode === "off" ? "the developer mode is already off" : ""])
+                        onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": false })
+                    }
+                    HostButton {
+                        id: showDeveloperModeViewButton
+
+                        objectName: "showDeveloperModeView"
+                        text: "Show window"
+                        blocker: root.firstOf([root.noPlugin,
+                                               root.mode === "off" ? "switch the developer mode on first" : "",
+                                               root.inspector.windowOpen ? "the window is already open" : ""])
+                        onClicked: $host.send({ "module": "DeveloperMode", "cmd": "showDeveloperModeView" })
+                    }
+                    HostButton {
+                        id: queryDeveloperModeSettingButton
+
+                        objectName: "queryDeveloperModeSetting"
+                        text: "Query settings"
+                        blocker: root.firstOf([root.noPlugin,
+                                               root.mode === "off" ? "switch the developer mode on first" : ""])
+                        onClicked: $host.send({ "module": "DeveloperMode", "cmd": "queryDeveloperModeSetting" })
+                    }
                 }
-                Item { Layout.fillWidth: true }
-                Button {
-                    text: "Clear log"
-                    onClicked: logModel.clear()
+            }
+
+            GroupBox {
+                title: "Config editor"
+
+                RowLayout {
+                    spacing: 8
+
+                    HostButton {
+                        id: openConfigEditorButton
+
+                        objectName: "openConfigEditor"
+                        text: "Open"
+                        blocker: root.firstOf([root.noPlugin,
+                                               $host.configEditorOpen ? "the config editor is already open" : ""])
+                        onClicked: $host.send({ "cmd": "showConfigEditor", "visible": true })
+                    }
+                    HostButton {
+                        id: closeConfigEditorButton
+
+                        objectName: "closeConfigEditor"
+                        text: "Close"
+                        blocker: root.firstOf([root.noPlugin,
+                                               $host.configEditorOpen ? "" : "the config editor is not open"])
+                        onClicked: $host.send({ "cmd": "showConfigEditor", "visible": false })
+                    }
                 }
+            }
+            Item { Layout.fillWidth: true }
+        }
+
+        TabBar {
+            id: tabs
+
+            objectName: "tabs"
+            Layout.fillWidth: true
+
+            TabButton {
+                text: "Bus log"
+            }
+            TabButton {
+                objectName: "inspectorTab"
+                text: root.mode === "off" ? "Settings inspector"
+                                          : "Settings inspector (" + root.inspector.changedCount + " changed, "
+                                            + root.inspector.mismatchCount + " differ)"
+            }
+            TabButton {
+                text: "Write journal (" + $host.journal.count + ")"
             }
         }
 
-        Label { text: "Bus (host → plug-in in blue, plug-in → host in green, page → host in purple)" }
-
-        Rectangle {
+        StackLayout {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            color: "white"
-            border.color: "#cccccc"
+            currentIndex: tabs.currentIndex
 
-            ListView {
-                id: logView
-                objectName: "busLog"
-                anchors.fill: parent
-                anchors.margins: 4
-                clip: true
-                model: logModel
-                ScrollBar.vertical: ScrollBar {}
-                delegate: Text {
-                    width: logView.width
-                    wrapMode: Text.WrapAnywhere
-                    maximumLineCount: 2
-                    elide: Text.ElideRight
-                    font.family: "monospace"
-                    font.pixelSize: 12
-                    color: root.colourOf(model.from)
-                    text: model.from + "  " + model.text
-                }
+            BusLogPane {
+                id: busLogPane
+            }
+            InspectorPane {
+                id: inspectorPane
+            }
+            JournalPane {
+                id: journalPane
             }
         }
     }

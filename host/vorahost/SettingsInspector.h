@@ -1,0 +1,131 @@
+#pragma once
+
+#include <QAbstractListModel>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QPointer>
+#include <QString>
+#include <QVariantMap>
+#include <QVector>
+
+class BusRouter;
+class QQmlEngine;
+class WindowWatch;
+
+// The developer mode as the host sees it, for the main window and the
+// "inspect" and "revert" script steps.
+//
+// The mode's state (off, loading, on) follows the bus. While the mode is not
+// off there is one row per setting of the developer mode, with
+//   - its entry value: the snapshot's "init", what leaving writes back;
+//   - its current value: the snapshot's "last" (the last
+//     "developerModeSettingChanged" when there is no snapshot to read);
+//   - the database value under its table and key, in its stored type;
+//   - changed: current differs from entry;
+//   - mismatch: the database disagrees with current, that is the plug-in
+//     would read another value from it (its own reading rule: the integer 1
+//     and the text "true" are both true for a calibration switch, but only
+//     the integer is true for a scan switch).
+// Everything is read again on the event-loop turn after a developer-mode
+// message, a configuration-editor answer or a journaled write, when the
+// plug-in has finished writing its snapshot and the database.
+//
+// Revert puts one setting back to its entry value through the plug-in's own
+// updateValue, reached as the context property "$developerModeController" of
+// the host's engine, which the plug-in sets when it shows its window; the
+// plug-in then writes, announces and snapshots as for a click. It works
+// while that window is open.
+class SettingsInspector : public QAbstractListModel
+{
+    Q_OBJECT
+    Q_PROPERTY(QString mode READ mode NOTIFY modeChanged)
+    Q_PROPERTY(bool windowOpen READ windowOpen NOTIFY windowOpenChanged)
+    Q_PROPERTY(QString revertBlocker READ revertBlocker NOTIFY revertBlockerChanged)
+    Q_PROPERTY(int changedCount READ changedCount NOTIFY rowsRefreshed)
+    Q_PROPERTY(int mismatchCount READ mismatchCount NOTIFY rowsRefreshed)
+
+public:
+    enum Role {
+        KeyRole = Qt::UserRole + 1,
+        EntryRole,
+        CurrentRole,
+        DatabaseRole,
+        TableRole,
+        DbKeyRole,
+        ChangedRole,
+        MismatchRole,
+        CurrentColourRole,
+    };
+
+    // How the plug-in reads a setting back from the database.
+    // None: no database row; Count: a whole number the host's settings module
+    // keeps (rollbackFrame).
+    enum class Reading { None, Bool, BoolOrTrue, NonZero, AsStored, Colour, Count };
+
+    struct Row
+    {
+        QString key;
+        QString table; // empty: the setting has no database row
+        QString dbKey;
+        Reading reading = Reading::None;
+        QJsonValue entry = QJsonValue::Undefined; // undefined: not known
+        QJsonValue current = QJsonValue::Undefined;
+        QVariant database; // stored value; invalid for NULL or no row
+        bool hasRow = false;
+        bool changed = false;
+        bool mismatch = false;
+    };
+
+    SettingsInspector(BusRouter *router, QQmlEngine *engine, const QString &databaseFile,
+                      QObject *parent = nullptr);
+    ~SettingsInspector() override;
+
+    QString mode() const { return m_mode; }
+    bool windowOpen() const;
+    // Why revert cannot act now; empty when it can.
+    QString revertBlocker() const;
+    int changedCount() const;
+    int mismatchCount() const;
+
+    // Reads snapshot and database now.
+    void refresh();
+    const QVector<Row> &rows() const { return m_rows; }
+    // {"inspect": [{"key", "entry", "current", "database", "table", "dbKey", "changed", "mismatch"}, ...]}
+    QByteArray inspectLine() const;
+
+    // Puts one setting back to its entry value; false with the reason when it
+    // cannot.
+    bool revert(const QString &key, QString *error);
+    Q_INVOKABLE QString revert(const QString &key);
+    // Every changed setting; returns the reason of the first that failed.
+    Q_INVOKABLE QString revertAll();
+
+    int rowCount(const QModelIndex &parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex &index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+    // Schedules a refresh on the next event-loop turn (several coalesce).
+    void scheduleRefresh();
+
+signals:
+    void modeChanged();
+    void windowOpenChanged();
+    void revertBlockerChanged();
+    void rowsRefreshed();
+
+private:
+    void onMessage(const QString &from, const QVariantMap &param);
+    void onWindowChanged();
+    void setMode(const QString &mode);
+    QJsonObject readSnapshot() const;
+
+    QQmlEngine *m_engine;
+    QString m_databaseFile;
+    WindowWatch *m_window;
+    QPointer<QObject> m_controller;
+    QPointer<QObject> m_controllerWindow;
+    QString m_mode = QStringLiteral("off");
+    QVariantMap m_lastSettings;
+    QVector<Row> m_rows;
+    bool m_refreshPending = false;
+};

@@ -1,0 +1,228 @@
+// End-to-end: vorahost as the developer's bench, through its script on a
+// copied bundle with the real plug-in: the settings inspector and its revert,
+// the write journal (read after the host is killed), and its replay into
+// another database.
+
+#include "HostRun.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QtTest>
+
+using namespace HostTest;
+
+namespace {
+
+QByteArray set(const QString &key, const QString &value)
+{
+    return step(evalStep("开发者模式",
+                         QString("$developerModeController.updateValue('%1', %2)").arg(key, value)));
+}
+
+} // namespace
+
+class tst_VoraHostInspector : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void inspectRevertAndJournal();
+    void replayIntoAnotherDatabase();
+};
+
+void tst_VoraHostInspector::inspectRevertAndJournal()
+{
+    Bundle bundle;
+    QVERIFY(bundle.isValid());
+    const QString journal = bundle.root() + "/journal.jsonl";
+    const QByteArray inspect = R"({"inspect": "devmode"})";
+    // Each step, and the bus message that shows it has been done.
+    const struct
+    {
+        QByteArray step;
+        const char *from;
+        const char *cmd;
+    } scenario[] = {
+            {R"({"deliver": {"cmd": "enableDeveloperMode", "enabled": true}})", "host",
+             "developerModeQuerySettingResp"},
+            {R"({"deliver": {"module": "DeveloperMode", "cmd": "showDeveloperModeView"}})", "", ""},
+            {set("enableSaveScanImage", "true"), "", ""},
+            {set("pseudo_color_bound_2", "Qt.rgba(1, 0.5, 0, 1)"), "", ""},
+            {set("enableSaveCaliImage", "true"), "", ""},
+            {inspect, "", ""},
+            {R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})", "host", "dataBaseResponseCmd"},
+            // Behind the plug-in's back; then an edit the service refuses.
+            {R"j({"eval": {"window": "配置工具", "js": "sqlModelCore.updateValue('', 'scan', 'IRSpeckle.If_Save_Pic', '0')"}})j",
+             "host", "dataBaseResponseCmd"},
+            {R"j({"eval": {"window": "配置工具", "js": "sqlModelCore.updateValue('', 'scan', 'noSuchKey', '1')"}})j",
+             "host", "dataBaseResponseCmd"},
+            {inspect, "", ""},
+            {R"({"revert": "enableSaveScanImage"})", "", ""},
+            {inspect, "", ""},
+            {R"({"deliver": {"cmd": "enableDeveloperMode", "enabled": false}})", "", ""},
+    };
+    // Per inspect: the changed settings, those the database disagrees with,
+    // and the stored value of the scan switch.
+    const char *inspected[][2] = {
+            {"enableSaveCaliImage enableSaveScanImage pseudo_color_bound_2", ""},
+            {"enableSaveCaliImage enableSaveScanImage pseudo_color_bound_2", "enableSaveScanImage"},
+            {"enableSaveCaliImage pseudo_color_bound_2", ""},
+    };
+    const QJsonArray stored = {1, 0, 0};
+    auto keysWhere = [](const QJsonArray &rows, const char *flag) {
+        QStringList keys;
+        for (const QJsonValue &row : rows)
+            keys += row[flag].toBool() ? row["key"].toString() : QString();
+        return keys.join(' ').simplified();
+    };
+
+    QList<QJsonObject> inspects;
+    {
+        Run run(bundle);
+        run.start({"--journal", journal, "--script", "-"});
+        for (const auto &s : scenario) {
+            int seen = 0;
+            const int before = run.messages(s.from, s.cmd).size();
+            const QList<QJsonObject> said = run.perform(QJsonDocument::fromJson(s.step).object(), "vorahost");
+            if (*s.cmd)
+                QVERIFY(run.waitForLine([&](const QJsonObject &l) {
+                    return isCmd(l, s.from, s.cmd) && ++seen > before;
+                }) >= 0);
+            for (const QJsonObject &line : said) {
+                if (line.contains("inspect"))
+                    inspects.append(line);
+            }
+            if (s.step.startsWith(R"({"revert")")) {
+                // Written in its own form, snapshotted and announced as for a click.
+                QCOMPARE(bundle.value("scan", "IRSpeckle.If_Save_Pic"), QString("0|integer"));
+                QCOMPARE(bundle.readSnapshot()["last"]["enableSaveScanImage"], QJsonValue(false));
+                const QList<QJsonObject> announced = Run::params(said, "plugin",
+                                                                 "developerModeSettingChanged");
+                QCOMPARE(announced.size(), 1);
+                QCOMPARE(announced[0]["changedKey"], QJsonValue("enableSaveScanImage"));
+                QCOMPARE(announced[0]["settings"]["enableSaveScanImage"], QJsonValue(false));
+            }
+        }
+        QCOMPARE(run.eval("vorahost", "[$host.inspector.mode, showDeveloperModeViewButton.blocker]"),
+                 QJsonValue(QJsonArray{"off", "switch the developer mode on first"}));
+        // The run ends here with SIGKILL: the journal must already hold every
+        // write, whole.
+    }
+    QCOMPARE(inspects.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        const QJsonArray rows = inspects[i]["inspect"].toArray();
+        QCOMPARE(rows.size(), 24);
+        QCOMPARE(keysWhere(rows, "changed"), QString(inspected[i][0]));
+        QCOMPARE(keysWhere(rows, "mismatch"), QString(inspected[i][1]));
+        QCOMPARE(rows[5]["database"], stored[i]);
+    }
+
+    QFile file(journal);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QStringList written;
+    const QRegularExpression shape(
+            R"re(^\{"time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z","by":"(\w+)","table":"(\w+)",)re"
+            R"re("key":"([^"]+)","old":(.+),"new":(.+),"ok":(true|false)(,"error":".+")?\}$)re");
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        const QRegularExpressionMatch m = shape.match(QString::fromUtf8(line));
+        if (!line.isEmpty())
+            written.append(m.hasMatch() ? QStringList(m.capturedTexts().mid(1, 6)).join(' ')
+                                        : "bad: " + line);
+    }
+    const QStringList expected = {
+            R"(host config developerModeEnabled "false" "true" true)",
+            R"(plugin scan IRSpeckle.If_Save_Pic 0 1 true)",
+            R"(host scan rollbackFrame 5 5 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_bound_2 "0,255,255" "255,128,0" true)",
+            R"(host scan rollbackFrame 5 5 true)",
+            R"(plugin calibration calibSavePic "false" "true" true)",
+            R"(host scan rollbackFrame 5 5 true)",
+            R"(page scan IRSpeckle.If_Save_Pic 1 0 true)",
+            R"(page scan noSuchKey null "1" false)",
+            R"(plugin scan IRSpeckle.If_Save_Pic 0 0 true)",
+            R"(host scan rollbackFrame 5 5 true)",
+            // Leaving: the entry values back, the flag first.
+            R"(plugin config developerModeEnabled "true" "false" true)",
+            R"(plugin ui cameraVideo.E7.needRightCamera "false" "false" true)",
+            R"(plugin calibration calibSavePic "true" "false" true)",
+            R"(plugin calibration readPicMod "false" "false" true)",
+            R"(plugin scan IRSpeckle.If_Save_Pic 0 0 true)",
+            R"(plugin scan IRSpeckle.If_Save_GrayPic 0 0 true)",
+            R"(plugin scan IRSpeckle.If_Save_ColorPic 0 0 true)",
+            R"(plugin scan IRSpeckle.If_Read_Pic 0 0 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_section_1 10 10 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_bound_1 "0,0,255" "0,0,255" true)",
+            R"(plugin scan IRSpeckle.pseudo_color_section_2 20 20 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_bound_2 "255,128,0" "0,255,255" true)",
+            R"(plugin scan IRSpeckle.pseudo_color_section_3 30 30 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_bound_3 "0,255,0" "0,255,0" true)",
+            R"(plugin scan IRSpeckle.pseudo_color_section_4 40 40 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_bound_4 "255,255,0" "255,255,0" true)",
+            R"(plugin scan IRSpeckle.pseudo_color_section_5 50 50 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_bound_5 "255,128,0" "255,128,0" true)",
+            R"(plugin scan IRSpeckle.pseudo_color_section_6 60 60 true)",
+            R"(plugin scan IRSpeckle.pseudo_color_bound_6 "255,0,0" "255,0,0" true)",
+            R"(host scan rollbackFrame 5 5 true)",
+            R"(host config developerModeEnabled "false" "false" true)",
+    };
+    QCOMPARE(written, expected);
+}
+
+void tst_VoraHostInspector::replayIntoAnotherDatabase()
+{
+    Bundle bundle;
+    QVERIFY(bundle.isValid());
+    const QString db = bundle.root() + "/other.db";
+    const QString journal = bundle.root() + "/journal.jsonl";
+    // What a run printed, then its exit code.
+    auto runHost = [&](const QStringList &arguments) {
+        Run run(bundle);
+        run.start(arguments);
+        const int code = run.finish();
+        return run.rawLines() << QString::number(code);
+    };
+    QCOMPARE(runHost({"--db", db, "--no-plugin", "--script", "-"}), QStringList("0"));
+    QFile file(journal);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    // The last successful value of each key counts, in its stored type.
+    file.write(R"({"by":"plugin","table":"scan","key":"rollbackFrame","old":5,"new":6,"ok":true}
+{"by":"page","table":"scan","key":"IRSpeckle.exposure","old":8000,"new":"9000","ok":true}
+{"by":"page","table":"scan","key":"IRSpeckle.gain","old":1.5,"new":"2","ok":false,"error":"refused"}
+
+{"by":"plugin","table":"scan","key":"rollbackFrame","old":6,"new":7.0,"ok":true}
+{"by":"host","table":"scan","key":"newKey","old":null,"new":6000000000,"ok":true}
+{"by":"page","table":"scan","key":"IRSpeckle.pointDistance","old":0.2,"new":0.2,"ok":true}
+{"by":"page","table":"scan","key":"trackingLostBeep","old":"true","new":"true","ok":true}
+)");
+    file.close();
+    const QStringList before = dump(db);
+    QCOMPARE(
+            runHost({"--replay", journal, "--db", db}),
+            QStringList({
+                    R"({"replay":{"table":"scan","key":"rollbackFrame","database":5,"journal":7.0}})",
+                    R"({"replay":{"table":"scan","key":"IRSpeckle.exposure","database":8000,"journal":"9000"}})",
+                    R"({"replay":{"table":"scan","key":"newKey","database":null,"journal":6000000000}})",
+                    "0",
+            }));
+    QCOMPARE(dump(db), before);
+
+    QCOMPARE(runHost({"--replay", journal, "--db", db, "--apply"}).last(), QString("0"));
+    QCOMPARE(value(db, "scan", "rollbackFrame"), QString("7.0|real"));
+    QCOMPARE(value(db, "scan", "IRSpeckle.exposure"), QString("9000|text"));
+    QCOMPARE(value(db, "scan", "newKey"), QString("6000000000|integer"));
+
+    // A journal naming a table the database lacks changes nothing.
+    QVERIFY(file.open(QIODevice::Append));
+    file.write(R"({"by":"host","table":"nothere","key":"k","old":null,"new":1,"ok":true})");
+    file.close();
+    sql(db, "update scan set value = 1 where key = 'rollbackFrame'");
+    const QStringList applied = dump(db);
+    Run bad(bundle);
+    bad.start({"--replay", journal, "--db", db, "--apply"});
+    QCOMPARE(bad.finish(), 2);
+    QVERIFY2(bad.errorOutput().contains("line 9: table \"nothere\""), qPrintable(bad.errorOutput()));
+    QCOMPARE(dump(db), applied);
+}
+
+QTEST_GUILESS_MAIN(tst_VoraHostInspector)
+#include "tst_vorahost_inspector.moc"
