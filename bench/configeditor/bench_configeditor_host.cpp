@@ -23,6 +23,7 @@
 #include "HostApplication.h"
 #include "HostLogging.h"
 #include "Median.h"
+#include "RenderLoop.h"
 #include "WindowDriver.h"
 
 #include <QAbstractListModel>
@@ -633,8 +634,10 @@ int main(int argc, char **argv)
     QGuiApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("vorahost"));
     app.setQuitOnLastWindowClosed(false);
-    if (child)
+    if (child) {
         HostLogging::flushWhenIdle();
+        RenderLoop::choose();
+    }
     if (arguments.value(0) == QLatin1String("--make-db")) {
         QString error;
         if (makeDatabase(arguments.value(1), arguments.value(2).toInt(), &error))

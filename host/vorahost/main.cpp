@@ -3,6 +3,7 @@
 #include "HostLogging.h"
 #include "HostOptions.h"
 #include "JournalReplay.h"
+#include "RenderLoop.h"
 
 #include <QGuiApplication>
 #include <QStringList>
@@ -80,6 +81,7 @@ int main(int argc, char **argv)
     // A closed developer-mode or editor window must not end the host.
     app.setQuitOnLastWindowClosed(false);
     HostLogging::flushWhenIdle();
+    RenderLoop::choose();
 
     int code = 1;
     {
