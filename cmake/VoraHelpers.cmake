@@ -60,6 +60,7 @@ function(vora_add_bench name)
   cmake_parse_arguments(B "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${B_SOURCES})
   target_link_libraries(${name} PRIVATE ${B_LIBS})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/bench)
   target_compile_definitions(${name} PRIVATE
       VORA_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
       VORA_BUNDLE_DIR="${VORA_BUNDLE_DIR}"

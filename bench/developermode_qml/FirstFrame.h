@@ -3,6 +3,8 @@
 // Timing of a window from the call that opens it to its first frame on
 // screen, shared by the developer-mode page benchmarks.
 
+#include "Median.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QQuickView>
@@ -16,21 +18,16 @@
 
 namespace FirstFrame {
 
-inline double median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0;
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
-}
+using Bench::median;
 
 // Milliseconds from calling open (which shows a window and returns it) to
 // that window's first swapped frame; -1 if none came within ten seconds.
+// openedMs, when given, receives the milliseconds until open returned: the
+// page made and the window shown, before anything is drawn.
 // frameSwapped comes from the render thread with the threaded render loop,
 // hence the atomic and the direct connection. The window cannot draw before
 // the event loop runs again, so connecting after open returns misses nothing.
-inline double measure(const std::function<QQuickView *()> &open)
+inline double measure(const std::function<QQuickView *()> &open, double *openedMs = nullptr)
 {
     // Shared with the connection, which may still fire after this returns.
     struct State
@@ -41,6 +38,8 @@ inline double measure(const std::function<QQuickView *()> &open)
     const auto state = std::make_shared<State>();
     state->timer.start();
     QQuickView *view = open();
+    if (openedMs)
+        *openedMs = state->timer.nsecsElapsed() / 1e6;
     if (!view)
         return -1;
     const QMetaObject::Connection connection = QObject::connect(

@@ -8,6 +8,8 @@
 //
 //   bench_vorahost [runs]     (default 15)
 
+#include "Median.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
@@ -23,15 +25,6 @@
 #include <vector>
 
 namespace {
-
-double median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0;
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
 
 bool copyBundle(const QString &target)
 {
@@ -126,8 +119,8 @@ int main(int argc, char **argv)
         withPlugin.push_back(a.ms);
         without.push_back(b.ms);
     }
-    const double startWith = median(withPlugin);
-    const double startWithout = median(without);
+    const double startWith = Bench::median(withPlugin);
+    const double startWithout = Bench::median(without);
     std::printf("start-up until the controller has started, median of %d runs:\n", runs);
     std::printf("  vorahost with plug-in     %8.1f ms\n", startWith);
     std::printf("  vorahost --no-plugin      %8.1f ms\n", startWithout);
@@ -149,8 +142,8 @@ int main(int argc, char **argv)
         peakWith.push_back(a.peakKb);
         peakWithout.push_back(b.peakKb);
     }
-    const double memWith = median(peakWith);
-    const double memWithout = median(peakWithout);
+    const double memWith = Bench::median(peakWith);
+    const double memWithout = Bench::median(peakWithout);
     std::printf("peak memory (VmHWM), both windows open, median of %d runs:\n", memoryRuns);
     std::printf("  vorahost with plug-in     %8.0f kB\n", memWith);
     std::printf("  vorahost --no-plugin      %8.0f kB\n", memWithout);

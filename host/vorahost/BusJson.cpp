@@ -1,5 +1,7 @@
 #include "BusJson.h"
 
+#include "HostLogging.h"
+
 #include <QColor>
 #include <QJSValue>
 #include <QJsonArray>
@@ -91,6 +93,7 @@ QByteArray evalLine(const QVariant &value)
 
 void print(const QByteArray &line)
 {
+    HostLogging::flush();
     std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
     std::fputc('\n', stdout);
     std::fflush(stdout);

@@ -40,6 +40,9 @@ public:
     // Closes the plug-in and its windows, then leaves the event loop with code.
     void quit(int code);
 
+    // The bus, for programs that drive the host from inside (benchmarks).
+    BusRouter &router() { return m_router; }
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 

@@ -1,7 +1,9 @@
 #include "ConfigDatabase.h"
 #include "HostApplication.h"
+#include "HostLogging.h"
 #include "HostOptions.h"
 #include "JournalReplay.h"
+#include "RenderLoop.h"
 
 #include <QGuiApplication>
 #include <QStringList>
@@ -28,6 +30,8 @@ QStringList rawArguments(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    HostLogging::install();
+
     // The command line is read before QGuiApplication exists: without a
     // display the platform plug-in would abort with a message that does not
     // say what to do.
@@ -68,9 +72,6 @@ int main(int argc, char **argv)
     }
     if (qgetenv("QT_QPA_PLATFORM") == "offscreen" && qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
         qputenv("QT_QUICK_BACKEND", "software");
-    if (qEnvironmentVariableIsEmpty("QT_MESSAGE_PATTERN"))
-        qSetMessagePattern(QStringLiteral(
-                "%{if-category}%{category}: %{endif}%{if-warning}warning: %{endif}%{message}"));
 
     // Qt would read "--plugin FILE" as its own generic-plugin option: it only
     // gets the program name, everything else has been read above.
@@ -79,6 +80,8 @@ int main(int argc, char **argv)
     app.setApplicationName(QStringLiteral("vorahost"));
     // A closed developer-mode or editor window must not end the host.
     app.setQuitOnLastWindowClosed(false);
+    HostLogging::flushWhenIdle();
+    RenderLoop::choose();
 
     int code = 1;
     {

@@ -27,6 +27,7 @@ private slots:
     void startOptions();
     void noDisplay();
     void terminatedWithAnExitCode();
+    void logLinesWholeAndPrompt();
 };
 
 void tst_VoraHost::badScriptLine_data()
@@ -163,6 +164,24 @@ void tst_VoraHost::terminatedWithAnExitCode()
     run.terminate();
     QCOMPARE(run.waitForExit(), 128 + SIGTERM);
     QVERIFY2(run.errorOutput().contains("signal 15: shutting down"), qPrintable(run.errorOutput()));
+}
+
+// The host keeps log lines back and writes them out together; a page's line
+// of megabytes still arrives whole (a character outside the BMP where it is
+// cut into slices), and a last short line does not wait for more to come.
+void tst_VoraHost::logLinesWholeAndPrompt()
+{
+    Bundle bundle;
+    QVERIFY(bundle.isValid());
+    Run run(bundle);
+    run.start();
+    const QString longLine = QString(16383, 'a') + QString::fromUtf8("\U0001F600") + QString(3000000, 'b');
+    run.eval("vorahost", "console.log('a'.repeat(16383) + '\\uD83D\\uDE00' + 'b'.repeat(3000000)); 0");
+    run.eval("vorahost", "console.log('after'); 0");
+    const QString error = run.errorOutput();
+    QVERIFY(error.contains("qml: " + longLine + "\n"));
+    QVERIFY(error.endsWith("qml: after\n"));
+    QCOMPARE(run.finish(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHost)

@@ -24,6 +24,24 @@ Control {
         weightField.text = parseFloat(root.weight.toFixed(10)).toString();
     }
 
+    // The dialog is made on the first tap and kept. Made with the page, six
+    // dialogs, and the dialog type itself (built on Qt Quick Controls 1),
+    // would take most of the page's opening time and memory; it opens preset
+    // with the section's colour either way. It joins the bar's data like a
+    // declared child, so it is found where one would be.
+    function openColorDialog() {
+        if (!colorGroup.dialog) {
+            const dialog = Qt.createQmlObject(
+                    'import QtQuick.Dialogs 1.3; ColorDialog { objectName: "colorDialog" }', root,
+                    "ColorPickerBar.qml");
+            dialog.color = Qt.binding(() => root.color);
+            dialog.accepted.connect(() => root.editColorFinished(dialog.currentColor));
+            root.data.push(dialog);
+            colorGroup.dialog = dialog;
+        }
+        colorGroup.dialog.open();
+    }
+
     background: null
     onWeightChanged: root.showWeight()
 
@@ -80,6 +98,8 @@ Control {
         RowLayout {
             id: colorGroup
 
+            property QtObject dialog: null
+
             objectName: "colorGroup"
 
             Rectangle {
@@ -99,16 +119,8 @@ Control {
             }
 
             TapHandler {
-                onTapped: colorDialog.open()
+                onTapped: root.openColorDialog()
             }
         }
-    }
-
-    ColorDialog {
-        id: colorDialog
-
-        objectName: "colorDialog"
-        color: root.color
-        onAccepted: root.editColorFinished(colorDialog.currentColor)
     }
 }
