@@ -86,6 +86,5 @@ inline void removeSnapshotDir()
 }
 
 using VoraTest::LogCollector;
-using VoraTest::LogLine;
 
 } // namespace DevModeTest

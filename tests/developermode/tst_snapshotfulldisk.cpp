@@ -47,11 +47,10 @@ void tst_SnapshotFullDisk::failedSaveKeepsThePreviousSnapshot()
     QVERIFY(QMetaObject::invokeMethod(devMode, "updateValue", Q_ARG(QString, "enableReadCaliImage"),
                                       Q_ARG(QVariant, true)));
     QCOMPARE(readFile(snapshotFile()), good);
-    const QList<LogLine> lines = log.from("src/DeveloperMode/DeveloperModeController.cpp");
-    QCOMPARE(lines.size(), 1);
-    QCOMPARE(lines[0].type, QtWarningMsg);
-    QCOMPARE(lines[0].category + ' ' + lines[0].function + ": " + lines[0].text,
-             "default void DeveloperModeController::saveConfig(): " + full);
+    QCOMPARE(log.lines("src/DeveloperMode/"),
+             QStringList("warning default src/DeveloperMode/DeveloperModeController.cpp "
+                         "void DeveloperModeController::saveConfig(): "
+                         + full));
 }
 
 QTEST_GUILESS_MAIN(tst_SnapshotFullDisk)
