@@ -147,8 +147,8 @@ void tst_BusRouter::storesWhatThePluginAnnounces_data()
     // Only a "query" aimed at "dataBaseQuery" is the database service's.
     row("query for another target", {{"cmd", "query"}, {"target", "other"}, {"param", "select 1"}},
         "false|text", "5|integer");
-    row("another command for the database", {{"cmd", "other"}, {"target", "dataBaseQuery"}},
-        "false|text", "5|integer");
+    row("another command for the database", {{"cmd", "other"}, {"target", "dataBaseQuery"}}, "false|text",
+        "5|integer");
 }
 
 void tst_BusRouter::storesWhatThePluginAnnounces()

@@ -6,6 +6,7 @@
 #include "LogCollector.h"
 #include "PluginHarness.h"
 
+#include <VoraBox.h>
 #include <VoraConfigStrategy.h>
 
 #include <QColor>
@@ -46,6 +47,19 @@ public:
 const QString Schema = VoraTest::TempDatabase::tableSql({"scan", "config", "vora_ui"})
         + "INSERT INTO scan VALUES ('k', 0, '保存图片 实时设置');";
 
+// Runs f as one turn of a running event loop; what the turn leaves pending
+// is still pending when this returns.
+template<typename F>
+void inTurn(F f)
+{
+    QEventLoop loop;
+    QTimer::singleShot(0, &loop, [&] {
+        f();
+        loop.quit();
+    });
+    loop.exec();
+}
+
 } // namespace
 
 class tst_ConfigSQLite : public QObject
@@ -59,6 +73,8 @@ private slots:
     void refused();
     void tableOfEachCall();
     void twoConnectionsAtOnce();
+    void writesOfATurnAreStoredTogether();
+    void failedCommitReportsWritesAgain();
 };
 
 void tst_ConfigSQLite::roundTrip_data()
@@ -213,6 +229,63 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
     sqlite3_close(raw);
     QCOMPARE(second.getConfig("a", QVariant(), &strategy), QVariant(100));
     QCOMPARE(second.getConfig("c", QVariant(), &strategy), QVariant(1));
+}
+
+// Inside a running event loop: the writes of one turn are stored together,
+// and writes that a failed commit lost are reported again.
+void tst_ConfigSQLite::writesOfATurnAreStoredTogether()
+{
+    VoraTest::TempDatabase db(VoraTest::TempDatabase::tableSql({"scan"})
+                              + "INSERT INTO scan VALUES ('a', 1, '');");
+    TableStrategy scan("scan");
+    VoraConfigSQLite::setDatabaseFileOverride(db.fileName());
+    VoraConfigSQLite config;
+    QCOMPARE(config.open(&scan), int(VoraConfigOk));
+    QStringList seen; // a and b, as another connection sees them
+    const auto look = [&] { seen << db.value("scan", "a").first.toString() + db.value("scan", "b").second; };
+    CommonLib::VoraBox box;
+    inTurn([&] {
+        config.setConfig("a", 2, &scan);
+        config.setConfig("b", 3, &scan);
+        look();
+        box.publish(nullptr, {}, {}, {}, {}, false, nullptr); // the bus carries a message
+        look();
+        config.setConfig("a", 4, &scan);
+        look();
+    });
+    QCOMPARE(seen, (QStringList{"1", "2integer", "2integer"}));
+    QTRY_COMPARE(db.value("scan", "a").first, QVariant(4LL)); // the end of the turn
+}
+
+// Without write-ahead logging a reader keeps the commit from happening.
+void tst_ConfigSQLite::failedCommitReportsWritesAgain()
+{
+    VoraTest::TempDatabase db(VoraTest::TempDatabase::tableSql({"scan"})
+                              + "INSERT INTO scan VALUES ('a', 1, '');");
+    TableStrategy scan("scan");
+    VoraConfigSQLite::setDatabaseFileOverride(db.fileName());
+    VoraConfigSQLite config;
+    QCOMPARE(config.open(&scan), int(VoraConfigOk));
+    sqlite3 *reader = nullptr;
+    QCOMPARE(sqlite3_open(QFile::encodeName(db.fileName()).constData(), &reader), SQLITE_OK);
+    QCOMPARE(sqlite3_exec(reader, "BEGIN; SELECT * FROM scan", nullptr, nullptr, nullptr), SQLITE_OK);
+    QList<VoraConfigWrite> reports;
+    VoraConfigSQLite::setWriteObserver([&](const VoraConfigWrite &w) { reports.append(w); });
+    const quint64 unstored = VoraConfigSQLite::unstoredWriteCount();
+    const QVariant before = db.value("scan", "a").first;
+    bool committed = true;
+    inTurn([&] {
+        config.setConfig("a", 5, &scan);
+        committed = VoraConfigSQLite::commitPending();
+    });
+    VoraConfigSQLite::setWriteObserver(nullptr);
+    sqlite3_close(reader);
+    QVERIFY(!committed);
+    QCOMPARE(reports.size(), 2);
+    QVERIFY(reports[0].ok && !reports[1].ok);
+    QVERIFY2(reports[1].error.startsWith("not committed to " + db.fileName()), qPrintable(reports[1].error));
+    QCOMPARE(VoraConfigSQLite::unstoredWriteCount(), unstored + 1);
+    QCOMPARE(db.value("scan", "a").first, before);
 }
 
 QTEST_GUILESS_MAIN(tst_ConfigSQLite)

@@ -1,22 +1,27 @@
-// The main window's bus log: the last messages, each a short line with its
-// time; a big message kept shortened, whole on demand; the filter; copy.
+// vorahost's parts as units. The main window's bus log: the last messages,
+// each a short line with its time; a big message kept shortened, whole on
+// demand; the filter; copy. Which OpenGL renderers are taken for software
+// rasterizers, whose windows then share one render loop.
 
 #include "BusLogModel.h"
+#include "RenderLoop.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QRegularExpression>
 #include <QtTest>
 
-class tst_BusLogModel : public QObject
+class tst_HostParts : public QObject
 {
     Q_OBJECT
 
 private slots:
     void keepsTheLastMessagesShort();
+    void softwareRenderers_data();
+    void softwareRenderers();
 };
 
-void tst_BusLogModel::keepsTheLastMessagesShort()
+void tst_HostParts::keepsTheLastMessagesShort()
 {
     BusLogModel log;
     auto text = [&](int row) { return log.data(log.index(row), BusLogModel::TextRole).toString(); };
@@ -58,5 +63,25 @@ void tst_BusLogModel::keepsTheLastMessagesShort()
     QCOMPARE(log.rowCount(), BusLogModel::Capacity);
 }
 
-QTEST_MAIN(tst_BusLogModel)
-#include "tst_buslogmodel.moc"
+void tst_HostParts::softwareRenderers_data()
+{
+    QTest::addColumn<QByteArray>("renderer");
+    QTest::addColumn<bool>("software");
+    QTest::newRow("llvmpipe") << QByteArray("llvmpipe (LLVM 15.0.6, 256 bits)") << true;
+    QTest::newRow("softpipe") << QByteArray("softpipe") << true;
+    QTest::newRow("swrast") << QByteArray("Software Rasterizer") << true;
+    QTest::newRow("Intel") << QByteArray("Mesa Intel(R) UHD Graphics 620 (KBL GT2)") << false;
+    QTest::newRow("AMD") << QByteArray("AMD Radeon RX 6600 (radeonsi, navi23, LLVM 15.0.6)") << false;
+    QTest::newRow("NVIDIA") << QByteArray("NVIDIA GeForce RTX 3060/PCIe/SSE2") << false;
+    QTest::newRow("none") << QByteArray() << false;
+}
+
+void tst_HostParts::softwareRenderers()
+{
+    QFETCH(QByteArray, renderer);
+    QFETCH(bool, software);
+    QCOMPARE(RenderLoop::isSoftwareRenderer(renderer), software);
+}
+
+QTEST_MAIN(tst_HostParts)
+#include "tst_hostparts.moc"
