@@ -235,35 +235,31 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
 // and writes that a failed commit lost are reported again.
 void tst_ConfigSQLite::writesOfATurnAreStoredTogether()
 {
-    VoraTest::TempDatabase db(VoraTest::TempDatabase::tableSql({"scan"})
-                              + "INSERT INTO scan VALUES ('a', 1, '');");
+    VoraTest::TempDatabase db(Schema);
     TableStrategy scan("scan");
-    VoraConfigSQLite::setDatabaseFileOverride(db.fileName());
     VoraConfigSQLite config;
     QCOMPARE(config.open(&scan), int(VoraConfigOk));
     QStringList seen; // a and b, as another connection sees them
-    const auto look = [&] { seen << db.value("scan", "a").first.toString() + db.value("scan", "b").second; };
+    const auto look = [&] { seen << db.value("scan", "k").first.toString() + db.value("scan", "b").second; };
     CommonLib::VoraBox box;
     inTurn([&] {
-        config.setConfig("a", 2, &scan);
+        config.setConfig("k", 2, &scan);
         config.setConfig("b", 3, &scan);
         look();
         box.publish(nullptr, {}, {}, {}, {}, false, nullptr); // the bus carries a message
         look();
-        config.setConfig("a", 4, &scan);
+        config.setConfig("k", 4, &scan);
         look();
     });
-    QCOMPARE(seen, (QStringList{"1", "2integer", "2integer"}));
-    QTRY_COMPARE(db.value("scan", "a").first, QVariant(4LL)); // the end of the turn
+    QCOMPARE(seen, (QStringList{"0", "2integer", "2integer"}));
+    QTRY_COMPARE(db.value("scan", "k").first, QVariant(4LL)); // the end of the turn
 }
 
 // Without write-ahead logging a reader keeps the commit from happening.
 void tst_ConfigSQLite::failedCommitReportsWritesAgain()
 {
-    VoraTest::TempDatabase db(VoraTest::TempDatabase::tableSql({"scan"})
-                              + "INSERT INTO scan VALUES ('a', 1, '');");
+    VoraTest::TempDatabase db(Schema);
     TableStrategy scan("scan");
-    VoraConfigSQLite::setDatabaseFileOverride(db.fileName());
     VoraConfigSQLite config;
     QCOMPARE(config.open(&scan), int(VoraConfigOk));
     sqlite3 *reader = nullptr;
@@ -272,10 +268,10 @@ void tst_ConfigSQLite::failedCommitReportsWritesAgain()
     QList<VoraConfigWrite> reports;
     VoraConfigSQLite::setWriteObserver([&](const VoraConfigWrite &w) { reports.append(w); });
     const quint64 unstored = VoraConfigSQLite::unstoredWriteCount();
-    const QVariant before = db.value("scan", "a").first;
+    const QVariant before = db.value("scan", "k").first;
     bool committed = true;
     inTurn([&] {
-        config.setConfig("a", 5, &scan);
+        config.setConfig("k", 5, &scan);
         committed = VoraConfigSQLite::commitPending();
     });
     VoraConfigSQLite::setWriteObserver(nullptr);
@@ -285,7 +281,7 @@ void tst_ConfigSQLite::failedCommitReportsWritesAgain()
     QVERIFY(reports[0].ok && !reports[1].ok);
     QVERIFY2(reports[1].error.startsWith("not committed to " + db.fileName()), qPrintable(reports[1].error));
     QCOMPARE(VoraConfigSQLite::unstoredWriteCount(), unstored + 1);
-    QCOMPARE(db.value("scan", "a").first, before);
+    QCOMPARE(db.value("scan", "k").first, before);
 }
 
 QTEST_GUILESS_MAIN(tst_ConfigSQLite)
