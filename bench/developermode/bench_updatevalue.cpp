@@ -187,7 +187,8 @@ int main(int argc, char *argv[])
     app.exec();
 
     // The plug-in's writes must have happened for the figures to mean anything.
-    const QVariant last = db.value(QStringLiteral("calibration"), QStringLiteral("readPicMod")).first;
+    const QString last = db.stored(QStringLiteral("calibration"), QStringLiteral("readPicMod"))
+                                 .section('|', 0, 0);
     if (last.toInt() != ((rounds - 1) % 2 == 0 ? 1 : 0)) {
         std::fprintf(stderr, "the plug-in did not write readPicMod\n");
         return 1;

@@ -149,17 +149,6 @@ public:
     {
         return VoraTest::value(m_file, table, key);
     }
-    // The stored value as text with its SQLite type name; empty type for a
-    // missing row.
-    QPair<QVariant, QString> value(const QString &table, const QString &key) const
-    {
-        const QString text = stored(table, key), type = text.section('|', -1), v = text.section('|', 0, -2);
-        return {type == "integer"        ? QVariant(v.toLongLong())
-                        : type == "real" ? QVariant(v.toDouble())
-                        : type == "text" ? QVariant(v)
-                                         : QVariant(),
-                type};
-    }
     QStringList dump() const { return VoraTest::dump(m_file); }
     bool exec(const QString &sql) const;
 

@@ -105,7 +105,7 @@ void tst_DatabaseService::init()
 {
     m_db = std::make_unique<VoraTest::TempDatabase>(fixtureSql());
     QVERIFY(m_db->isValid());
-    QCOMPARE(m_db->value("scan", "IRSpeckle.gain").second, QStringLiteral("real"));
+    QCOMPARE(m_db->stored("scan", "IRSpeckle.gain"), QStringLiteral("1.5|real"));
     m_log.reset();
     m_log = std::make_unique<VoraTest::LogCollector>();
 }
@@ -190,8 +190,7 @@ void tst_DatabaseService::updateOneRow()
                      {"cmd", "dataBaseResponseCmd"}, {"dataBaseResponse", QString()}, {"refused", false}}));
 
     // The text the page wrote is stored in the row's kind; nothing else moved.
-    QCOMPARE(m_db->value(table, key).first.toString(), value);
-    QCOMPARE(m_db->value(table, key).second, type);
+    QCOMPARE(m_db->stored(table, key), value + '|' + type);
     QStringList changed;
     for (const QString &entry : HostTest::dump(m_db->fileName())) {
         if (!before.removeOne(entry))
@@ -270,7 +269,7 @@ void tst_DatabaseService::hostileInput()
                      .value("dataBaseResponse")
                      .toString(),
              QString());
-    QCOMPARE(m_db->value("alg", "gain"), qMakePair(QVariant(5LL), QStringLiteral("integer")));
+    QCOMPARE(m_db->stored("alg", "gain"), QStringLiteral("5|integer"));
 }
 
 void tst_DatabaseService::missingFileIsNotCreated()

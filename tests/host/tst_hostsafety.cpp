@@ -1,12 +1,11 @@
 // vorahost under faults, end to end: killed at each write of leaving the
 // developer mode, another process holding the database's lock, a snapshot of
-// another database, a switch-off before the plug-in opened its database, and
-// damaged databases.
+// another database, and a switch-off before the plug-in opened its database.
+// (Damaged databases: tst_vorahost's start options.)
 
 #include "DeveloperModeFixture.h"
 #include "HostRun.h"
 
-#include <QRandomGenerator>
 #include <QtTest>
 
 using namespace HostTest;
@@ -44,8 +43,6 @@ private slots:
     void lockHeldWhileLoadingAndLeaving();
     void snapshotOfAnotherDatabase();
     void offWithinTheFirstSecond();
-    void damagedDatabase_data();
-    void damagedDatabase();
 
 private:
     // Puts the database (and the snapshot with its record, or none) back.
@@ -222,33 +219,6 @@ void tst_HostSafety::offWithinTheFirstSecond()
     QVERIFY(run.errorOutput().contains("script line 3 closes the main window: the host ends, and any steps "
                                        "after this line are not run"));
     QCOMPARE(m_bundle.value("config", "developerModeEnabled"), QString("false|text"));
-}
-
-void tst_HostSafety::damagedDatabase_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("reason");
-    QByteArray noise(8192, 0);
-    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(noise.data()), noise.size() / 4);
-    QTest::newRow("random bytes") << noise << "is damaged: file is not a database";
-    QTest::newRow("cut in half") << m_fresh.left(m_fresh.size() / 2)
-                                 << "is damaged: database disk image is malformed";
-    QTest::newRow("empty file") << QByteArray() << "holds no tables";
-}
-
-void tst_HostSafety::damagedDatabase()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(QString, reason);
-    QTemporaryDir dir;
-    const QString file = dir.filePath("damaged.db");
-    QVERIFY(writeFile(file, bytes));
-    Run run(m_bundle);
-    run.start({"--db", file, "--script", "-"});
-    QCOMPARE(run.finish(), 1);
-    QVERIFY2(run.errorOutput().contains("the configuration database " + file + ' ' + reason),
-             qPrintable(run.errorOutput()));
-    QCOMPARE(readFile(file), bytes);
 }
 
 QTEST_GUILESS_MAIN(tst_HostSafety)

@@ -4,6 +4,7 @@
 
 #include "HostRun.h"
 
+#include <QRandomGenerator>
 #include <QtTest>
 
 #include <csignal>
@@ -81,24 +82,36 @@ void tst_VoraHost::startOptions_data()
 {
     QTest::addColumn<QString>("option");
     QTest::addColumn<QString>("file"); // relative to the bundle
+    QTest::addColumn<QByteArray>("content"); // written to file first, unless null
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("message");
-    QTest::newRow("plug-in missing") << "--plugin"
-                                     << "plugins/libNothing.so" << 1 << "no such file";
-    QTest::newRow("not a plug-in") << "--plugin"
-                                   << "lib/libVoraConfig.so" << 1 << "";
-    QTest::newRow("foreign interface")
-            << "--plugin" << FOREIGN_PLUGIN_FILE << 1
-            << "interface 'org.example.OtherHost.Factory' is not '" VoraFactory_iid "'";
-    QTest::newRow("instance is no factory")
-            << "--plugin" << WRONG_INSTANCE_PLUGIN_FILE << 1 << "its instance is not a VoraFactory";
-    QTest::newRow("factory makes nothing") << "--plugin" << NULL_FACTORY_PLUGIN_FILE << 1
-                                           << "the factory made no ApplicationToolsController";
-    QTest::newRow("new database in a new folder")
-            << "--db"
-            << "elsewhere/deeper/my.db" << 0 << "from the shipped sample";
-    QTest::newRow("database is a folder") << "--db"
-                                          << "bin" << 1 << "is not a file";
+    auto row = [](const char *tag, const char *option, const QString &file, const QByteArray &content,
+                  int exitCode, const QString &message) {
+        QTest::newRow(tag) << option << file << content << exitCode << message;
+    };
+    row("plug-in missing", "--plugin", "plugins/libNothing.so", {}, 1, "no such file");
+    row("not a plug-in", "--plugin", "lib/libVoraConfig.so", {}, 1, "");
+    row("foreign interface", "--plugin", FOREIGN_PLUGIN_FILE, {}, 1,
+        "interface 'org.example.OtherHost.Factory' is not '" VoraFactory_iid "'");
+    row("instance is no factory", "--plugin", WRONG_INSTANCE_PLUGIN_FILE, {}, 1,
+        "its instance is not a VoraFactory");
+    row("factory makes nothing", "--plugin", NULL_FACTORY_PLUGIN_FILE, {}, 1,
+        "the factory made no ApplicationToolsController");
+    row("new database in a new folder", "--db", "elsewhere/deeper/my.db", {}, 0, "from the shipped sample");
+    row("database is a folder", "--db", "bin", {}, 1, "is not a file");
+    // Damaged databases are refused and left as they are.
+    QByteArray noise(8192, 0);
+    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(noise.data()), noise.size() / 4);
+    row("random bytes", "--db", "damaged.db", noise, 1, "is damaged: file is not a database");
+    const VoraTest::TempDatabase sample(
+            "CREATE TABLE scan (key TEXT PRIMARY KEY, value, comment TEXT); WITH RECURSIVE n(i) AS "
+            "(SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
+            "INSERT INTO scan SELECT 'key' || i, i, 'a comment' FROM n");
+    QFile file(sample.fileName());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    row("cut in half", "--db", "damaged.db", file.read(file.size() / 2), 1,
+        "is damaged: database disk image is malformed");
+    row("empty file", "--db", "damaged.db", QByteArray(""), 1, "holds no tables");
 }
 
 // One line on standard error names the file and what became of it; a host
@@ -107,11 +120,16 @@ void tst_VoraHost::startOptions()
 {
     QFETCH(QString, option);
     QFETCH(QString, file);
+    QFETCH(QByteArray, content);
     QFETCH(int, exitCode);
     QFETCH(QString, message);
     Bundle bundle;
     QVERIFY(bundle.isValid());
     file = QDir(bundle.root()).absoluteFilePath(file);
+    QFile written(file);
+    QVERIFY(content.isNull()
+            || (written.open(QIODevice::WriteOnly) && written.write(content) == content.size()));
+    written.close();
     Run run(bundle);
     run.start({option, file, "--script", "-"});
     run.send(kEnable, ""); // the last line needs no line break
@@ -121,6 +139,7 @@ void tst_VoraHost::startOptions()
              qPrintable(lines.join('\n')));
     if (exitCode) {
         QVERIFY(run.rawLines().isEmpty());
+        QVERIFY(content.isNull() || (written.open(QIODevice::ReadOnly) && written.readAll() == content));
         return;
     }
     // The plug-in worked on the same file, and the bundle's own was not made.

@@ -240,7 +240,7 @@ void tst_ConfigSQLite::writesOfATurnAreStoredTogether()
     VoraConfigSQLite config;
     QCOMPARE(config.open(&scan), int(VoraConfigOk));
     QStringList seen; // a and b, as another connection sees them
-    const auto look = [&] { seen << db.value("scan", "k").first.toString() + db.value("scan", "b").second; };
+    const auto look = [&] { seen << db.stored("scan", "k") + ' ' + db.stored("scan", "b"); };
     CommonLib::VoraBox box;
     inTurn([&] {
         config.setConfig("k", 2, &scan);
@@ -251,8 +251,8 @@ void tst_ConfigSQLite::writesOfATurnAreStoredTogether()
         config.setConfig("k", 4, &scan);
         look();
     });
-    QCOMPARE(seen, (QStringList{"0", "2integer", "2integer"}));
-    QTRY_COMPARE(db.value("scan", "k").first, QVariant(4LL)); // the end of the turn
+    QCOMPARE(seen, (QStringList{"0|integer ", "2|integer 3|integer", "2|integer 3|integer"}));
+    QTRY_COMPARE(db.stored("scan", "k"), QString("4|integer")); // the end of the turn
 }
 
 // Without write-ahead logging a reader keeps the commit from happening.
@@ -268,7 +268,7 @@ void tst_ConfigSQLite::failedCommitReportsWritesAgain()
     QList<VoraConfigWrite> reports;
     VoraConfigSQLite::setWriteObserver([&](const VoraConfigWrite &w) { reports.append(w); });
     const quint64 unstored = VoraConfigSQLite::unstoredWriteCount();
-    const QVariant before = db.value("scan", "k").first;
+    const QString before = db.stored("scan", "k");
     bool committed = true;
     inTurn([&] {
         config.setConfig("k", 5, &scan);
@@ -281,7 +281,7 @@ void tst_ConfigSQLite::failedCommitReportsWritesAgain()
     QVERIFY(reports[0].ok && !reports[1].ok);
     QVERIFY2(reports[1].error.startsWith("not committed to " + db.fileName()), qPrintable(reports[1].error));
     QCOMPARE(VoraConfigSQLite::unstoredWriteCount(), unstored + 1);
-    QCOMPARE(db.value("scan", "k").first, before);
+    QCOMPARE(db.stored("scan", "k"), before);
 }
 
 QTEST_GUILESS_MAIN(tst_ConfigSQLite)
