@@ -129,7 +129,7 @@ void tst_BusRouter::storesWhatThePluginAnnounces_data()
         return QVariantMap{{"cmd", "developerModeEnabledChanged"}, {"enabled", on}};
     };
     row("developer mode on is remembered as a bool", enabled(true), "true|text", "5|integer");
-    row("developer mode off (stored as a whole by tst_hostsafety)", enabled(false), "false|text", "5|integer");
+    row("developer mode off (its stored false: tst_hostsafety)", enabled(false), "false|text", "5|integer");
     row("rollbackFrame int", settings(9), "false|text", "9|integer");
     row("rollbackFrame from a snapshot (double)", settings(9.0), "false|text", "9|integer");
     row("rollbackFrame as text", settings("12"), "false|text", "12|integer");
