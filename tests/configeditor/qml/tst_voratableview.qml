@@ -150,8 +150,9 @@ Item {
                 ["button row", function() { return Array.prototype.map.call(c("buttonRow").children, function(b) {
                     return b.text + (b.visible ? "" : " (hidden)") }) }, ["show all", "refresh", "hide", "exec (hidden)", "null (hidden)"]],
                 ["value cell", function() { var e = valueCell("1"); var b = find(e.parent, "commitButton", false)[0];
-                    return [String(e.color), e.clip, e.selectByMouse, e.selectByKeyboard, b.width, b.height] },
-                 ["#000000", true, true, false, 20, 14]],
+                    return [String(e.color), e.clip, e.selectByMouse, e.selectByKeyboard, e.anchors.rightMargin,
+                            e.verticalAlignment, b.width, b.height] },
+                 ["#000000", true, true, false, 20, TextEdit.AlignVCenter, 20, 14]],
                 ["real-time timer", function() { return [realTimeTimer().interval, realTimeTimer().repeat] }, [500, false]]
             ]
             var titles = [["table", 100], ["key", 350], ["value", 176], ["comment", 200]]
