@@ -4,6 +4,7 @@
 // rasterizers, whose windows then share one render loop.
 
 #include "BusLogModel.h"
+#include "HostConsole.h"
 #include "RenderLoop.h"
 
 #include <QClipboard>
@@ -19,6 +20,8 @@ private slots:
     void keepsTheLastMessagesShort();
     void softwareRenderers_data();
     void softwareRenderers();
+    void shortPaths_data();
+    void shortPaths();
 };
 
 void tst_HostParts::keepsTheLastMessagesShort()
@@ -28,6 +31,10 @@ void tst_HostParts::keepsTheLastMessagesShort()
     for (int i = 0; i < BusLogModel::Capacity + 5; ++i)
         log.add("plugin", {{"cmd", "tick"}, {"n", i}});
     QCOMPARE(log.rowCount(), BusLogModel::Capacity);
+    // The names the main window's log pane reads.
+    QList<QByteArray> names = log.roleNames().values();
+    std::sort(names.begin(), names.end());
+    QCOMPARE(names, (QList<QByteArray>{"cmd", "from", "reason", "refused", "text", "time"}));
     QCOMPARE(text(0), QString(R"({"cmd":"tick","n":5})"));
     QVERIFY(QRegularExpression(R"(^\d\d:\d\d:\d\d\.\d{3}$)")
                     .match(log.data(log.index(0), BusLogModel::TimeRole).toString())
@@ -81,6 +88,33 @@ void tst_HostParts::softwareRenderers()
     QFETCH(QByteArray, renderer);
     QFETCH(bool, software);
     QCOMPARE(RenderLoop::isSoftwareRenderer(renderer), software);
+}
+
+// The main window shows paths shortened: inside the bundle, under home, or to
+// their last three parts; the whole path is in the tooltip.
+void tst_HostParts::shortPaths_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("shown");
+    const QString bundle = QDir::cleanPath(QCoreApplication::applicationDirPath() + "/..");
+    QTest::newRow("empty") << QString() << QString();
+    QTest::newRow("in the bundle") << bundle + "/Resources/res/config.db"
+                                   << "…/Resources/res/config.db";
+    QTest::newRow("beside the bundle") << bundle + "x/a.db"
+                                       << "…/" + (bundle + "x/a.db").section('/', -3);
+    QTest::newRow("under home") << QDir::homePath() + "/scans/a.db"
+                                << "~/scans/a.db";
+    QTest::newRow("long") << "/srv/scanner/configurations/2026/november/config.db"
+                          << "…/2026/november/config.db";
+    QTest::newRow("short") << "/tmp/a/b/c/d.db"
+                           << "/tmp/a/b/c/d.db";
+}
+
+void tst_HostParts::shortPaths()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, shown);
+    QCOMPARE(HostConsole::shortPath(path), shown);
 }
 
 QTEST_MAIN(tst_HostParts)

@@ -219,6 +219,7 @@ void tst_HostSafety::offWithinTheFirstSecond()
     QVERIFY(run.errorOutput().contains("script line 3 closes the main window: the host ends, and any steps "
                                        "after this line are not run"));
     QCOMPARE(m_bundle.value("config", "developerModeEnabled"), QString("false|text"));
+    QVERIFY(!run.errorOutput().contains("could not store"));
 }
 
 QTEST_GUILESS_MAIN(tst_HostSafety)

@@ -51,6 +51,8 @@ void tst_VoraHost::badScriptLine_data()
     QTest::newRow("eval that never ends")
             << QByteArray(R"({"eval": {"window": "vorahost", "js": "while (1) {}"}})")
             << "the JavaScript ran longer than 5000 ms and was stopped";
+    QTest::newRow("revert without its window")
+            << QByteArray(R"({"revert": "enableWatermark"})") << "cannot revert enableWatermark: ";
     QTest::newRow("line without an end") << QByteArray(1100000, 'x') << "longer than 1048576 bytes";
 }
 
