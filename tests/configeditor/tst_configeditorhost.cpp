@@ -47,7 +47,15 @@ private slots:
 
 private:
     QString eval(const QString &js) { return m_run->eval(Editor, js).toVariant().toString(); }
-    void wait(int ms) { m_run->perform({{"wait", ms}}, Editor); }
+    // Waits until n messages of that command from that side have come since
+    // output line from (the database service answers in order).
+    void carried(int from, int n, const char *side = "host", const char *cmd = "dataBaseResponseCmd")
+    {
+        int line = 0;
+        QVERIFY(m_run->waitForLine([&](const QJsonObject &l) {
+            return line++ >= from && isCmd(l, side, cmd) && --n == 0;
+        }) >= 0);
+    }
     QString shown()
     {
         return eval("(function(){var m=sqlModelCore.sqlData,r=[];for(var i=0;i<m.count;++i){var o=m.get(i);"
@@ -63,6 +71,8 @@ private:
                 + key
                 + "'&&m.get(i).value===it.text)return it}for(var k=0;k<it.children.length;++k){var r=f("
                   "it.children[k]);if(r)return r}return null})(root)";
+        // The cells are made on the frame after the rows arrive.
+        QTRY_COMPARE(eval(cell + " !== null"), QString("true"));
         eval(cell + ".parent.children[1].objectName = 'commit " + key + "'");
         eval(cell + ".text = '" + value + "'");
         m_run->click(Editor, "commit " + key);
@@ -88,7 +98,7 @@ void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
 
     // Opened from the main window: every table listed.
     m_run->click("vorahost", "openConfigEditor");
-    wait(200);
+    carried(0, 1);
     QCOMPARE(m_run->messages("host").value(0), (QJsonObject{{"cmd", "showConfigEditor"}, {"visible", true}}));
     QCOMPARE(
             m_run->messages("page").value(0),
@@ -96,15 +106,16 @@ void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
     QCOMPARE(shown(), listing(""));
 
     // One table.
+    int before = m_run->lines().size();
     eval("tableChoice.currentIndex = 2");
-    wait(100);
+    carried(before, 1);
     QCOMPARE(m_run->messages("page").last()["dbName"], QJsonValue("scan"));
     QCOMPARE(shown(), listing("scan"));
 
     // A plain value: stored, and the table listed again at once.
-    int before = m_run->lines().size();
+    before = m_run->lines().size();
     edit("IRSpeckle.If_Save_Pic", "1");
-    wait(150);
+    carried(before, 2); // the update, then the listing
     QCOMPARE(db.stored("scan", "IRSpeckle.If_Save_Pic"), QString("1|text"));
     QList<QJsonObject> sent = Run::params(m_run->lines().mid(before), "page");
     QCOMPARE(sent.size(), 2);
@@ -118,7 +129,8 @@ void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
     before = m_run->lines().size();
     edit("IRSpeckle.gain", "2.5");
     edit("laser.exposure", "900");
-    wait(900);
+    carried(before, 1, "page", "refreshRealTimeSetup");
+    carried(before, 3); // two updates, then one listing
     edited.insert("IRSpeckle.gain", "2.5");
     edited.insert("laser.exposure", "900");
     QCOMPARE(db.stored("scan", "laser.exposure"), QString("900|text"));
@@ -128,8 +140,9 @@ void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
 
     // Closed by its frame, then opened again: a new page lists every table.
     m_run->perform({{"close", Editor}}, "vorahost");
+    before = m_run->lines().size();
     m_run->click("vorahost", "openConfigEditor");
-    wait(300);
+    carried(before, 1);
     QCOMPARE(eval("curDataBaseName"), QString());
     QCOMPARE(shown(), listing("", edited));
     const QString shot = bundle.root() + "/shots/editor.png";

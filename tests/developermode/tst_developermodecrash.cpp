@@ -16,12 +16,11 @@ namespace {
 
 const QString Window = QStringLiteral("开发者模式");
 
-// Opens the window; the script's eval waits for it.
+// Opens the window: it is there when the request has been delivered.
 void showWindow(Run &run)
 {
     run.perform({{"deliver", QJsonObject{{"module", "DeveloperMode"}, {"cmd", "showDeveloperModeView"}}}},
-                "vorahost");
-    run.perform({{"wait", 200}}, Window);
+                Window);
 }
 
 // The plug-in's messages as "cmd" or "cmd:changedKey".
