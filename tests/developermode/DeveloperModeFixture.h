@@ -24,17 +24,6 @@ inline QString row(const QString &table, const QString &key, const QString &sqlV
     return QStringLiteral("INSERT INTO %1 (key, value) VALUES ('%2', %3);\n").arg(table, key, sqlValue);
 }
 
-// INSERTs for "key=SQL value" items; in table "scan" the keys are written
-// without their "IRSpeckle." prefix.
-inline QString rows(const QString &table, const QStringList &items)
-{
-    QString sql;
-    for (const QString &item : items)
-        sql += row(table, (table == "scan" ? "IRSpeckle." : "") + item.section('=', 0, 0),
-                   item.section('=', 1));
-    return sql;
-}
-
 // Switches the developer mode on once the controller has started, and waits
 // for its full settings announcement (a second later).
 inline QObject *enterDeveloperMode(VoraTest::Controller &controller)

@@ -31,7 +31,7 @@ void tst_SnapshotFullDisk::failedSaveKeepsThePreviousSnapshot()
     {
         ~Unmount() { QProcess::execute("umount", {snapshotDir()}); }
     } unmount;
-    VoraTest::TempDatabase db(schema() + rows("calibration", {"readPicMod=0"}));
+    VoraTest::TempDatabase db(schema() + row("calibration", "readPicMod", "0"));
     VoraTest::Controller controller;
     QObject *devMode = enterDeveloperMode(controller);
     QVERIFY(devMode);
