@@ -246,8 +246,10 @@ Item {
             compare(at("enableWatermark").checked, false);
             compare(at("enableSecondCameraWindow").checked, false);
             compare(at("rollbackFrame").value, 0);
-            compare(at("section_2").weight, -999999);
-            verify(Qt.colorEqual(at("section_2").color, "red"));
+            for (let n = 1; n <= 6; ++n) {
+                compare(at("section_" + n).weight, -999999);
+                verify(Qt.colorEqual(at("section_" + n).color, "red"), "section " + n);
+            }
         }
     }
 }
