@@ -205,6 +205,18 @@ Batches &batches()
     return b;
 }
 
+// A write that did not happen, said the same way wherever it stopped.
+void warnDropped(const QString &key, const QString &table, const QString &why)
+{
+    qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key), qUtf8Printable(table),
+              qUtf8Printable(why));
+}
+
+QString lockedMessage(const QString &file)
+{
+    return QStringLiteral("%1 is locked by another connection (waited %2 ms)").arg(file).arg(BusyTimeoutMs);
+}
+
 void report(const VoraConfigWriteObserver &observer, const VoraConfigWrite &write)
 {
     if (!write.ok)
@@ -275,19 +287,15 @@ bool VoraConfigSQLite::Private::beginBatch(const QString &key, const QString &ta
     Batches &b = batches();
     if (b.lockedFiles.contains(fileName)) {
         *error = QStringLiteral("%1 is locked by another connection").arg(fileName);
-        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
-                  qUtf8Printable(table), qUtf8Printable(*error));
+        warnDropped(key, table, *error);
         return false;
     }
     if (!step("BEGIN IMMEDIATE")) {
         const bool locked = sqlite3_errcode(db) == SQLITE_BUSY;
         *error = locked
-                ? QStringLiteral("%1 is locked by another connection (waited %2 ms)")
-                          .arg(fileName)
-                          .arg(BusyTimeoutMs)
+                ? lockedMessage(fileName)
                 : QStringLiteral("cannot begin a transaction on %1: %2").arg(fileName, errorMessage());
-        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
-                  qUtf8Printable(table), qUtf8Printable(*error));
+        warnDropped(key, table, *error);
         if (locked) {
             // The rest of this turn does not wait again.
             b.lockedFiles.insert(fileName);
@@ -483,8 +491,7 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
                                       &status);
     if (!stmt) {
         const QString error = d->errorMessage();
-        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
-                  qUtf8Printable(table), qUtf8Printable(error));
+        warnDropped(key, table, error);
         return finish(status, error);
     }
 
@@ -511,12 +518,8 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
     const int rc = sqlite3_step(stmt);
     QString error;
     if (rc != SQLITE_DONE) {
-        error = rc == SQLITE_BUSY ? QStringLiteral("%1 is locked by another connection (waited %2 ms)")
-                                            .arg(d->fileName)
-                                            .arg(BusyTimeoutMs)
-                                  : d->errorMessage();
-        qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key),
-                  qUtf8Printable(table), qUtf8Printable(error));
+        error = rc == SQLITE_BUSY ? lockedMessage(d->fileName) : d->errorMessage();
+        warnDropped(key, table, error);
         status = VoraConfigSqlError;
     }
     sqlite3_reset(stmt);
