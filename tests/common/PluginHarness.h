@@ -22,6 +22,11 @@
 
 namespace VoraTest {
 
+// How long a test waits for what must come (a host's start, a window, a
+// load): long, because under the sanitizers on one shared core these take
+// seconds. A wait ends as soon as its thing comes; CTest's limit is the bound.
+constexpr int PatienceMs = 60000;
+
 inline QString pluginFile()
 {
     return QStringLiteral(VORA_PLUGIN_FILE);

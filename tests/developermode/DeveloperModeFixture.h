@@ -32,7 +32,8 @@ inline QObject *enterDeveloperMode(VoraTest::Controller &controller)
         return nullptr;
     controller.deliver({{"cmd", "enableDeveloperMode"}, {"enabled", true}});
     const bool loaded = QTest::qWaitFor(
-            [&] { return controller.publishedCommands().contains("developerModeSettingChanged:all"); }, 5000);
+            [&] { return controller.publishedCommands().contains("developerModeSettingChanged:all"); },
+            VoraTest::PatienceMs);
     return loaded ? controller.child("DeveloperModeController") : nullptr;
 }
 

@@ -120,7 +120,7 @@ public:
     void send(const QByteArray &line, const char *end = "\n")
     {
         m_process.write(line + end);
-        m_process.waitForBytesWritten(5000);
+        m_process.waitForBytesWritten(VoraTest::PatienceMs);
     }
 
     // Sends one step, then an eval of a marker in window, and returns the
@@ -131,7 +131,7 @@ public:
         const QString marker = QStringLiteral("sync-%1").arg(++m_syncs);
         send(step(object));
         send(step(evalStep(window, QLatin1Char('\'') + marker + QLatin1Char('\''))));
-        const int at = waitForLine([&](const QJsonObject &line) { return line["eval"] == marker; }, 30000);
+        const int at = waitForLine([&](const QJsonObject &line) { return line["eval"] == marker; });
         return at < 0 ? QList<QJsonObject>{{{"error", errorOutput()}}} : m_lines.mid(from, at - from);
     }
 
@@ -162,15 +162,15 @@ public:
 
     // Closes standard input (the script ends) and waits for the exit; the
     // exit code, or -1 for a crash or a host still running.
-    int finish(int timeoutMs = 20000)
+    int finish()
     {
         m_process.closeWriteChannel();
-        return waitForExit(timeoutMs);
+        return waitForExit();
     }
 
-    int waitForExit(int timeoutMs = 20000)
+    int waitForExit()
     {
-        waitForLine([](const QJsonObject &) { return false; }, timeoutMs);
+        waitForLine([](const QJsonObject &) { return false; });
         return m_process.state() == QProcess::NotRunning && m_process.exitStatus() == QProcess::NormalExit
                 ? m_process.exitCode()
                 : -1;
@@ -189,7 +189,7 @@ public:
 
     // Waits until an output line satisfies predicate; returns its index, or
     // -1 when the host ended or the time ran out.
-    int waitForLine(const std::function<bool(const QJsonObject &)> &predicate, int timeoutMs = 20000)
+    int waitForLine(const std::function<bool(const QJsonObject &)> &predicate)
     {
         QElapsedTimer timer;
         timer.start();
@@ -199,7 +199,7 @@ public:
                 if (predicate(m_lines.at(checked)))
                     return checked;
             }
-            if (timer.elapsed() > timeoutMs || m_process.state() == QProcess::NotRunning)
+            if (timer.elapsed() > VoraTest::PatienceMs || m_process.state() == QProcess::NotRunning)
                 return -1;
         }
     }

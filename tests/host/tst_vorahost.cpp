@@ -162,7 +162,7 @@ void tst_VoraHost::noDisplay()
         env.remove(name);
     process.setProcessEnvironment(env);
     process.start(bundle.host(), QStringList());
-    QVERIFY(process.waitForFinished(10000));
+    QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
     QCOMPARE(process.exitCode(), 1);
     const QString error = QString::fromUtf8(process.readAllStandardError());
     QVERIFY2(error.contains("xvfb-run") && error.contains("QT_QPA_PLATFORM=offscreen"), qPrintable(error));
@@ -172,7 +172,7 @@ void tst_VoraHost::noDisplay()
     process.write(kEnable + "\n" + R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})" + "\n"
                   + R"({"eval": {"window": "配置工具", "js": "width"}})" + "\n");
     process.closeWriteChannel();
-    QVERIFY(process.waitForFinished(20000));
+    QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
     QCOMPARE(process.exitCode(), 0);
     QVERIFY(process.readAllStandardOutput().contains("developerModeEnabledChanged"));
 }

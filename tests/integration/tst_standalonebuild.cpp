@@ -128,8 +128,7 @@ void tst_StandaloneBuild::installedHostRunsIt()
     auto deliver = [](const QJsonObject &param) { return QJsonObject{{"deliver", param}}; };
     host.send(deliver({{"cmd", "enableDeveloperMode"}, {"enabled", true}}));
     const int loaded = host.waitForLine(
-            [](const QJsonObject &line) { return isCmd(line, "plugin", "developerModeSettingChanged"); },
-            30000);
+            [](const QJsonObject &line) { return isCmd(line, "plugin", "developerModeSettingChanged"); });
     QVERIFY2(loaded >= 0, qPrintable(host.errorOutput()));
     const bool before = host.lines().at(loaded)["param"]["settings"]["enableSaveScanImage"].toBool();
     const QString database = m_sdk + "/Resources/res/config.db";

@@ -87,7 +87,9 @@ private:
     {
         m_controller->deliver(request);
         const auto found = windows(title);
-        return found.size() == 1 && QTest::qWaitForWindowExposed(found.first()) ? found.first() : nullptr;
+        return found.size() == 1 && QTest::qWaitForWindowExposed(found.first(), VoraTest::PatienceMs)
+                ? found.first()
+                : nullptr;
     }
     QQuickView *showDeveloperMode()
     {

@@ -224,7 +224,7 @@ Item {
             const search = o => o && (o.objectName === "colorDialog" ? o
                 : Array.prototype.reduce.call(o.data || o.resources || [], (r, c) => r || search(c), null)
                   || (o.item ? search(o.item) : null));
-            tryVerify(() => search(item) && search(item).visible, 5000, "colour dialog of " + item.title);
+            tryVerify(() => search(item) && search(item).visible, 60000, "colour dialog of " + item.title);
             return search(item);
         }
 
