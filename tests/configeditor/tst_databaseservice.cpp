@@ -291,15 +291,13 @@ void tst_DatabaseService::longQueryIsStopped()
     const QString keyword = QStringLiteral(
             "' and (select count(*) from scan a, scan b, scan c, scan d, scan e, scan f, scan g, scan h, "
             "scan i, scan j, scan k, scan l, scan m, scan n) > 0 --");
-    QElapsedTimer clock;
-    clock.start();
     const QVariantMap answer = service.answer(query(kSearch.arg(keyword), "scan"));
-    QVERIFY2(clock.elapsed() < 5000, "the statement was not stopped");
     QCOMPARE(answer.value("dataBaseResponse").toString(), QString());
     const QStringList warnings = dbWarnings();
     QCOMPARE(warnings.size(), 1);
     QVERIFY2(warnings.first().contains("longer than 50 ms"), qPrintable(warnings.first()));
-    // An ordinary listing still runs within the limit.
+    // Nothing of the stopped statement stays behind: the next listing runs.
+    service.setTimeLimit(VoraTest::PatienceMs);
     QCOMPARE(service.answer(query("select * from $table$", "alg")).value("dataBaseResponse").toString(),
              lines("^alg#gain#"));
 }
@@ -369,13 +367,12 @@ void tst_DatabaseService::typedInput()
             + setup);
     QVERIFY(db.isValid());
     DatabaseService service(db.fileName());
+    // No row is about the time limit: out of reach, the limit under test decides.
+    service.setTimeLimit(VoraTest::PatienceMs);
     QList<VoraConfigWrite> writes;
     service.setWriteObserver([&](const VoraConfigWrite &w) { writes.append(w); });
-    QElapsedTimer clock;
-    clock.start();
     const QVariantMap answer = service.answer(
             {{"cmd", "query"}, {"target", "dataBaseQuery"}, {"param", sql}, {"dbName", "scan"}});
-    qInfo("%s: %s in %lld ms", QTest::currentDataTag(), qPrintable(outcome), clock.elapsed());
     const QString rows = answer.value("dataBaseResponse").toString();
     const QString got = answer.value("refused").toBool()
             ? "refused: " + answer.value("reason").toString()
