@@ -138,15 +138,16 @@ void tst_HostSafety::killedWhileLeaving()
     QVERIFY(!QFile::exists(m_bundle.snapshot()));
 }
 
-// Readers are never blocked (write-ahead log); a write waits about 2 s once
-// per turn, and a leave that could not be stored keeps its snapshot.
+// Readers are never blocked (write-ahead log); a write waits for the lock
+// once per turn, and a leave that could not be stored keeps its snapshot.
 void tst_HostSafety::lockHeldWhileLoadingAndLeaving()
 {
     restore(m_fresh);
     Run run(m_bundle);
     run.start();
     run.send(kEnable);
-    QTRY_COMPARE(m_bundle.value("config", "developerModeEnabled"), QString("true|text"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_bundle.value("config", "developerModeEnabled"), QString("true|text"),
+                              VoraTest::PatienceMs);
     sqlite3 *other = nullptr;
     QCOMPARE(sqlite3_open(QFile::encodeName(m_bundle.database()).constData(), &other), SQLITE_OK);
     QCOMPARE(sqlite3_exec(other,
@@ -160,13 +161,10 @@ void tst_HostSafety::lockHeldWhileLoadingAndLeaving()
 
     QTRY_COMPARE(m_bundle.readSnapshot()["init"]["rollbackFrame"], QJsonValue(5)); // the host answered
     const QByteArray snapshot = readFile(m_bundle.snapshot());
-    QElapsedTimer clock;
-    clock.start();
     run.send(kDisable);
     QVERIFY(run.waitForLine([](const QJsonObject &l) {
         return isCmd(l, "plugin", "developerModeEnabledChanged") && l["param"]["enabled"] == false;
     }) >= 0);
-    QVERIFY2(clock.elapsed() < 8000, qPrintable(QString::number(clock.elapsed())));
     sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(other);
     QCOMPARE(run.finish(), 0);
@@ -174,6 +172,8 @@ void tst_HostSafety::lockHeldWhileLoadingAndLeaving()
     QVERIFY2(log.contains("\"IRSpeckle.If_Save_Pic\" to table scan dropped: " + m_bundle.database()
                           + " is locked by another connection"),
              qPrintable(log));
+    // The leave's writes, all dropped in one turn: only the first waited.
+    QCOMPARE(log.count(" is locked by another connection (waited "), 1);
     // Kept for the next start, which comes back in the developer mode.
     QVERIFY2(log.contains("restore was not stored"), qPrintable(log));
     QCOMPARE(readFile(m_bundle.snapshot()), snapshot);

@@ -14,8 +14,7 @@
 
 #include <sqlite3.h>
 
-#include <chrono>
-#include <thread>
+#include <utility>
 
 namespace {
 
@@ -200,6 +199,19 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
     VoraTest::TempDatabase database(Schema);
     QVERIFY2(database.isValid(), qPrintable(database.errorString()));
     TableStrategy strategy("scan");
+    // The connections made from here on wait for a lock through this file
+    // system: SQLite sleeps between its tries, and the first sleep commits
+    // the lock holder's transaction.
+    static sqlite3_vfs plain = *sqlite3_vfs_find(nullptr), vfs = plain;
+    static sqlite3 *holder = nullptr;
+    vfs.zName = "commitOnWait";
+    vfs.xSleep = [](sqlite3_vfs *self, int us) {
+        if (sqlite3 *committing = std::exchange(holder, nullptr))
+            sqlite3_exec(committing, "COMMIT", nullptr, nullptr, nullptr);
+        return plain.xSleep(self, us);
+    };
+    QCOMPARE(sqlite3_vfs_register(&vfs, 1), SQLITE_OK);
+    const auto unregister = qScopeGuard([] { sqlite3_vfs_unregister(&vfs); });
     VoraConfigSQLite first;
     VoraConfigSQLite second;
     QCOMPARE(first.open(&strategy), int(VoraConfigOk));
@@ -214,18 +226,14 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
     // file for itself at once.
     QVERIFY(VoraTest::query(database.fileName(), "BEGIN EXCLUSIVE; COMMIT; SELECT 1", true)
             == QStringList{"1"});
-    // A writer in another connection that holds the lock for a moment makes
-    // this one wait, not fail.
+    // A writer in another connection that holds the lock until this one waits
+    // for it makes this one wait, not fail.
     sqlite3 *raw = nullptr;
     QCOMPARE(sqlite3_open(QFile::encodeName(database.fileName()).constData(), &raw), SQLITE_OK);
     QCOMPARE(sqlite3_exec(raw, "BEGIN IMMEDIATE; UPDATE scan SET value = 100 WHERE key = 'a';", {}, {}, {}),
              SQLITE_OK);
-    std::thread committer([raw] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        sqlite3_exec(raw, "COMMIT", nullptr, nullptr, nullptr);
-    });
+    holder = raw;
     QCOMPARE(first.setConfig("c", 1, &strategy), int(VoraConfigOk));
-    committer.join();
     sqlite3_close(raw);
     QCOMPARE(second.getConfig("a", QVariant(), &strategy), QVariant(100));
     QCOMPARE(second.getConfig("c", QVariant(), &strategy), QVariant(1));
