@@ -65,13 +65,14 @@ private:
     // cell's button.
     void edit(const QString &key, const QString &value)
     {
+        // Found once there are as many cells as rows: the cells are made on
+        // the frame after the rows arrive, the last listing's stay until then.
         const QString cell =
-                "(function f(it){if(it.objectName==='valueEdit'&&it.visible&&it.parent.y>=0){var m="
-                "sqlModelCore.sqlData;for(var i=0;i<m.count;++i)if(m.get(i).key==='"
-                + key
-                + "'&&m.get(i).value===it.text)return it}for(var k=0;k<it.children.length;++k){var r=f("
-                  "it.children[k]);if(r)return r}return null})(root)";
-        // The cells are made on the frame after the rows arrive.
+                "(function(){var m=sqlModelCore.sqlData,c=[];(function f(it){if(it.objectName==='valueEdit'"
+                "&&it.visible&&it.parent.y>=0)c.push(it);for(var k=0;k<it.children.length;++k)"
+                "f(it.children[k])})(root);for(var i=0;c.length===m.count&&i<m.count;++i)"
+                "for(var j=0;j<c.length;++j)if(m.get(i).key==='"
+                + key + "'&&m.get(i).value===c[j].text)return c[j];return null})()";
         QTRY_COMPARE_WITH_TIMEOUT(eval(cell + " !== null"), QString("true"), VoraTest::PatienceMs);
         eval(cell + ".parent.children[1].objectName = 'commit " + key + "'");
         eval(cell + ".text = '" + value + "'");
