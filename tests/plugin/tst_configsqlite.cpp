@@ -14,8 +14,6 @@
 
 #include <sqlite3.h>
 
-#include <utility>
-
 namespace {
 
 class TableStrategy : public VoraConfigStrategy
@@ -200,14 +198,15 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
     QVERIFY2(database.isValid(), qPrintable(database.errorString()));
     TableStrategy strategy("scan");
     // The connections made from here on wait for a lock through this file
-    // system: SQLite sleeps between its tries, and the first sleep commits
-    // the lock holder's transaction.
+    // system: SQLite sleeps between its tries, and once a waiter has asked
+    // for half its time limit of sleep, the lock holder commits.
     static sqlite3_vfs plain = *sqlite3_vfs_find(nullptr), vfs = plain;
     static sqlite3 *holder = nullptr;
+    static int slept = 0;
     vfs.zName = "commitOnWait";
     vfs.xSleep = [](sqlite3_vfs *self, int us) {
-        if (sqlite3 *committing = std::exchange(holder, nullptr))
-            sqlite3_exec(committing, "COMMIT", nullptr, nullptr, nullptr);
+        if (holder && (slept += us) >= VoraConfigSQLite::LockTimeoutMs * 500)
+            sqlite3_exec(std::exchange(holder, nullptr), "COMMIT", nullptr, nullptr, nullptr);
         return plain.xSleep(self, us);
     };
     QCOMPARE(sqlite3_vfs_register(&vfs, 1), SQLITE_OK);
@@ -226,8 +225,8 @@ void tst_ConfigSQLite::twoConnectionsAtOnce()
     // file for itself at once.
     QVERIFY(VoraTest::query(database.fileName(), "BEGIN EXCLUSIVE; COMMIT; SELECT 1", true)
             == QStringList{"1"});
-    // A writer in another connection that holds the lock until this one waits
-    // for it makes this one wait, not fail.
+    // A writer in another connection that holds the lock for a second makes
+    // this one wait, not fail.
     sqlite3 *raw = nullptr;
     QCOMPARE(sqlite3_open(QFile::encodeName(database.fileName()).constData(), &raw), SQLITE_OK);
     QCOMPARE(sqlite3_exec(raw, "BEGIN IMMEDIATE; UPDATE scan SET value = 100 WHERE key = 'a';", {}, {}, {}),
