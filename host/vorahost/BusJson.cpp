@@ -69,7 +69,8 @@ QJsonValue toJson(const QVariant &value)
         return toJson(plain(value));
     if (value.userType() == qMetaTypeId<QList<QObject *>>()) {
         QJsonArray array;
-        for (QObject *object : value.value<QList<QObject *>>())
+        const QList<QObject *> objects = value.value<QList<QObject *>>();
+        for (QObject *object : objects)
             array.append(toJson(QVariant::fromValue(object)));
         return array;
     }

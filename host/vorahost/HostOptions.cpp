@@ -50,8 +50,9 @@ bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QStr
         *error = parser.errorText();
         return false;
     }
-    if (!parser.positionalArguments().isEmpty()) {
-        *error = QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first());
+    const QStringList positional = parser.positionalArguments();
+    if (!positional.isEmpty()) {
+        *error = QStringLiteral("unexpected argument '%1'").arg(positional.constFirst());
         return false;
     }
     if (parser.isSet(help)) {

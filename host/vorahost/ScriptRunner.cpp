@@ -218,8 +218,9 @@ int ScriptRunner::runStep(const QJsonObject &step, QString *error)
             return -1;
         }
         m_inspector->refresh();
-        const QString reason = arg.toString() == QLatin1String("all") ? m_inspector->revertAll()
-                                                                      : m_inspector->revert(arg.toString());
+        const QString reason = arg.toString() == QLatin1String("all")
+                ? m_inspector->revertAll()
+                : m_inspector->revertSetting(arg.toString());
         if (!reason.isEmpty()) {
             *error = QStringLiteral("cannot revert %1: %2").arg(arg.toString(), reason);
             return -1;

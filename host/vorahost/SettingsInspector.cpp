@@ -323,7 +323,7 @@ QByteArray SettingsInspector::inspectLine() const
     return "{\"inspect\":[" + items.join(',') + "]}";
 }
 
-bool SettingsInspector::revert(const QString &key, QString *error)
+bool SettingsInspector::revertSetting(const QString &key, QString *error)
 {
     *error = revertBlocker();
     if (!error->isEmpty())
@@ -345,10 +345,10 @@ bool SettingsInspector::revert(const QString &key, QString *error)
     return true;
 }
 
-QString SettingsInspector::revert(const QString &key)
+QString SettingsInspector::revertSetting(const QString &key)
 {
     QString error;
-    revert(key, &error);
+    revertSetting(key, &error);
     return error;
 }
 
@@ -362,7 +362,7 @@ QString SettingsInspector::revertAll()
     }
     QString error;
     for (const QString &key : qAsConst(changed)) {
-        if (!revert(key, &error))
+        if (!revertSetting(key, &error))
             return error;
     }
     return QString();

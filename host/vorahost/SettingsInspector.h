@@ -95,8 +95,8 @@ public:
 
     // Puts one setting back to its entry value; false with the reason when it
     // cannot.
-    bool revert(const QString &key, QString *error);
-    Q_INVOKABLE QString revert(const QString &key);
+    bool revertSetting(const QString &key, QString *error);
+    Q_INVOKABLE QString revertSetting(const QString &key);
     // Every changed setting; returns the reason of the first that failed.
     Q_INVOKABLE QString revertAll();
 

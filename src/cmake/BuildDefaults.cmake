@@ -17,10 +17,23 @@ set(CMAKE_INCLUDE_CURRENT_DIR ON)
 
 # A compiler cache, when the machine has one: rebuilds of the same sources in
 # other build folders (sanitizer build, scratch copies) come from it.
+# -DCMAKE_CXX_COMPILER_LAUNCHER= (empty) builds without it.
 find_program(VORA_CCACHE ccache)
-if(VORA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+if(VORA_CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${VORA_CCACHE})
 endif()
 
 # Log lines carry file and function in release builds too.
 add_compile_definitions(QT_MESSAGELOGCONTEXT)
+
+# Warnings on the project's own code. CI builds with VORA_WERROR=ON, with GCC
+# and Clang; it stays off by default, since another compiler version may warn
+# where these do not. Warning flags only: the library is the same with or
+# without them.
+option(VORA_WERROR "Treat compiler warnings as errors" OFF)
+if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+  add_compile_options(-Wall -Wextra)
+  if(VORA_WERROR)
+    add_compile_options(-Werror)
+  endif()
+endif()

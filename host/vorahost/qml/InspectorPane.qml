@@ -145,7 +145,7 @@ ColumnLayout {
                         blocker: root.inspector.revertBlocker !== "" ? root.inspector.revertBlocker
                                                                      : !model.changed && !model.mismatch
                                                                        ? "already at its entry value" : ""
-                        onClicked: root.inspector.revert(model.key)
+                        onClicked: root.inspector.revertSetting(model.key)
                     }
                 }
             }
