@@ -54,7 +54,7 @@ class tst_Windows : public QObject
 private slots:
     void initTestCase()
     {
-        m_engine.addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
+        m_engine.addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/common/imports"));
         m_engine.rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
     }
     void init()

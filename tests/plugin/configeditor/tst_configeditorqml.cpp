@@ -21,7 +21,7 @@ public slots:
         // After the test logger has put its own handler in place, so both
         // see every line.
         m_app.clearLogs();
-        engine->addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/configeditor/imports"));
+        engine->addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/common/imports"));
         engine->rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
     }
 

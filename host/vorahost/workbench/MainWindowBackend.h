@@ -13,7 +13,7 @@ class WriteJournal;
 // The back end of the host's main window ("$host" on the main engine): its
 // buttons send commands to the plug-in; it keeps the log of the bus and
 // hands the window the settings inspector and the write journal.
-class HostConsole : public QObject
+class MainWindowBackend : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QString pluginFile READ pluginFile CONSTANT)
@@ -26,9 +26,9 @@ class HostConsole : public QObject
     Q_PROPERTY(QObject *inspector READ inspector CONSTANT)
 
 public:
-    HostConsole(BusRouter *router, const QString &pluginFile, const QString &databaseFile,
+    MainWindowBackend(BusRouter *router, const QString &pluginFile, const QString &databaseFile,
                 SettingsInspector *inspector, WriteJournal *journal, QObject *parent = nullptr);
-    ~HostConsole() override;
+    ~MainWindowBackend() override;
 
     QString pluginFile() const { return m_pluginFile; }
     QString databaseFile() const { return m_databaseFile; }

@@ -292,4 +292,4 @@ void tst_ConfigSQLite::failedCommitReportsWritesAgain()
 }
 
 QTEST_GUILESS_MAIN(tst_ConfigSQLite)
-#include "tst_configsqlite.moc"
+#include "tst_voraconfigsqlite.moc"

@@ -211,4 +211,4 @@ void tst_VoraHostInspector::replayIntoAnotherDatabase()
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHostInspector)
-#include "tst_vorahost_inspector.moc"
+#include "tst_inspectorjournal.moc"

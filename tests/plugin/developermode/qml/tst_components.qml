@@ -1,7 +1,7 @@
 import QtQml.Models 2.15
 import QtQuick 2.15
 import QtTest 1.15
-import "../../../src/DeveloperMode/views/comps"
+import "../../../../src/DeveloperMode/views/comps"
 
 // What the small components do on their own, driven by real mouse and key
 // events; their sizes and colours are read on the page (tst_pages).

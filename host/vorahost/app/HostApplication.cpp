@@ -3,7 +3,7 @@
 #include "BusJson.h"
 #include "DatabaseService.h"
 #include "HostConfigStrategy.h"
-#include "HostConsole.h"
+#include "MainWindowBackend.h"
 #include "HostLogging.h"
 #include "ScriptRunner.h"
 #include "SettingsInspector.h"
@@ -39,7 +39,7 @@ HostApplication::~HostApplication()
     // Nothing writes to the journal after this.
     VoraConfigSQLite::setWriteObserver(nullptr);
     m_mainWindow.reset();
-    m_console.reset();
+    m_backend.reset();
     // Items that the windows released with deleteLater go before their engine.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     // The application outlives the host: leave no pointer to a dead engine.
@@ -79,8 +79,8 @@ bool HostApplication::start()
         return false;
     }
     setUpJournal();
-    connect(&m_app, &AppBridge::pagePublished, &m_router, &BusRouter::publishFromPage);
-    connect(&m_router, &BusRouter::pageDelivery, &m_app, &AppBridge::deliverToPages);
+    connect(&m_pages, &PageBridge::pagePublished, &m_router, &BusRouter::publishFromPage);
+    connect(&m_router, &BusRouter::pageDelivery, &m_pages, &PageBridge::deliverToPages);
     if (m_options.isScripted() || m_options.trace) {
         connect(&m_router, &BusRouter::messageRouted, this,
                 [](const QString &from, const QVariantMap &param) {
@@ -100,9 +100,9 @@ bool HostApplication::start()
                                                               : m_options.pluginFile;
     m_inspector = std::make_unique<SettingsInspector>(&m_router, &m_engine, m_database.fileName());
     connect(m_journal.get(), &WriteJournal::recorded, m_inspector.get(), &SettingsInspector::scheduleRefresh);
-    m_console = std::make_unique<HostConsole>(&m_router, m_options.noPlugin ? QString() : pluginFile,
+    m_backend = std::make_unique<MainWindowBackend>(&m_router, m_options.noPlugin ? QString() : pluginFile,
                                               m_database.fileName(), m_inspector.get(), m_journal.get());
-    m_engine.rootContext()->setContextProperty(QStringLiteral("$host"), m_console.get());
+    m_engine.rootContext()->setContextProperty(QStringLiteral("$host"), m_backend.get());
     if (!showMainWindow())
         return false;
 
@@ -155,7 +155,7 @@ void HostApplication::setUpEngine()
     // so the module only has to exist. Registered in code, it travels with
     // the binary wherever the bundle is copied.
     qmlRegisterModule("VoraDesign", 1, 0);
-    m_engine.rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
+    m_engine.rootContext()->setContextProperty(QStringLiteral("$app"), &m_pages);
     qApp->setProperty("__vora_MainQmlEngine__", QVariant::fromValue<QQmlEngine *>(&m_engine));
     connect(&m_engine, &QQmlEngine::warnings, this, [](const QList<QQmlError> &warnings) {
         for (const QQmlError &warning : warnings)

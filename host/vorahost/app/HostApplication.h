@@ -1,6 +1,6 @@
 #pragma once
 
-#include "AppBridge.h"
+#include "PageBridge.h"
 #include "BusRouter.h"
 #include "ConfigDatabase.h"
 #include "HostOptions.h"
@@ -14,7 +14,7 @@
 #include <memory>
 
 class DatabaseService;
-class HostConsole;
+class MainWindowBackend;
 class QQuickView;
 class ScriptRunner;
 class SettingsInspector;
@@ -60,11 +60,11 @@ private:
     std::unique_ptr<SnapshotGuard> m_snapshot;
     CommonLib::VoraBox m_box;
     BusRouter m_router;
-    AppBridge m_app;
+    PageBridge m_pages;
     // The engine outlives the plug-in: its windows are views on it.
     QQmlEngine m_engine;
     std::unique_ptr<SettingsInspector> m_inspector;
-    std::unique_ptr<HostConsole> m_console;
+    std::unique_ptr<MainWindowBackend> m_backend;
     std::unique_ptr<QQuickView> m_mainWindow;
     PluginHost m_plugin;
     std::unique_ptr<ScriptRunner> m_script;

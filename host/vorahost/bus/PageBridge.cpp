@@ -1,16 +1,16 @@
-#include "AppBridge.h"
+#include "PageBridge.h"
 
 #include "BusJson.h"
 #include "HostLogging.h"
 
 #include <QMetaMethod>
 
-AppBridge::AppBridge(QObject *parent) : QObject(parent)
+PageBridge::PageBridge(QObject *parent) : QObject(parent)
 { }
 
-AppBridge::~AppBridge() = default;
+PageBridge::~PageBridge() = default;
 
-void AppBridge::init(QObject *root)
+void PageBridge::init(QObject *root)
 {
     if (!root) {
         qCWarning(lcHostPage, "$app.init called without a root item; ignored");
@@ -42,7 +42,7 @@ void AppBridge::init(QObject *root)
     qCDebug(lcHostPage, "page %s joined the bus", meta->className());
 }
 
-void AppBridge::deliverToPages(const QVariantMap &param)
+void PageBridge::deliverToPages(const QVariantMap &param)
 {
     // A page may close while it handles a message: walk a copy.
     const auto roots = m_roots;
@@ -55,7 +55,7 @@ void AppBridge::deliverToPages(const QVariantMap &param)
     }
 }
 
-int AppBridge::pageCount() const
+int PageBridge::pageCount() const
 {
     int count = 0;
     for (const auto &root : m_roots)
@@ -63,7 +63,7 @@ int AppBridge::pageCount() const
     return count;
 }
 
-void AppBridge::onPagePublish(const QString &topic, const QString &type, const QString &cmd,
+void PageBridge::onPagePublish(const QString &topic, const QString &type, const QString &cmd,
                               const QVariant &param, bool bSync)
 {
     Q_UNUSED(topic)

@@ -2,7 +2,7 @@ import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
 import QtTest 1.15
-import "../../../src/DeveloperMode/views"
+import "../../../../src/DeveloperMode/views"
 
 // The developer-mode page with its two tabs against the recording stand-in
 // "$developerModeController": its layout numbers, colours and texts read from

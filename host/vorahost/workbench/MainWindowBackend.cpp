@@ -1,4 +1,4 @@
-#include "HostConsole.h"
+#include "MainWindowBackend.h"
 
 #include "BusJson.h"
 #include "BusLogModel.h"
@@ -10,7 +10,7 @@
 #include <QCoreApplication>
 #include <QDir>
 
-HostConsole::HostConsole(BusRouter *router, const QString &pluginFile, const QString &databaseFile,
+MainWindowBackend::MainWindowBackend(BusRouter *router, const QString &pluginFile, const QString &databaseFile,
                          SettingsInspector *inspector, WriteJournal *journal, QObject *parent)
     : QObject(parent),
       m_router(router),
@@ -26,37 +26,37 @@ HostConsole::HostConsole(BusRouter *router, const QString &pluginFile, const QSt
         // The editor opens or closes inside the delivery of this message.
         QMetaObject::invokeMethod(m_configEditor, &WindowWatch::check, Qt::QueuedConnection);
     });
-    connect(m_configEditor, &WindowWatch::changed, this, &HostConsole::configEditorOpenChanged);
+    connect(m_configEditor, &WindowWatch::changed, this, &MainWindowBackend::configEditorOpenChanged);
 }
 
-HostConsole::~HostConsole() = default;
+MainWindowBackend::~MainWindowBackend() = default;
 
-bool HostConsole::configEditorOpen() const
+bool MainWindowBackend::configEditorOpen() const
 {
     return m_configEditor->isOpen();
 }
 
-QObject *HostConsole::log() const
+QObject *MainWindowBackend::log() const
 {
     return m_log;
 }
 
-QObject *HostConsole::journal() const
+QObject *MainWindowBackend::journal() const
 {
     return m_journal;
 }
 
-QObject *HostConsole::inspector() const
+QObject *MainWindowBackend::inspector() const
 {
     return m_inspector;
 }
 
-void HostConsole::send(const QVariantMap &param)
+void MainWindowBackend::send(const QVariantMap &param)
 {
     m_router->deliverToPlugin(BusJson::plain(param).toMap());
 }
 
-QString HostConsole::shortPath(const QString &path)
+QString MainWindowBackend::shortPath(const QString &path)
 {
     if (path.isEmpty())
         return path;

@@ -4,7 +4,7 @@
 // rasterizers, whose windows then share one render loop.
 
 #include "BusLogModel.h"
-#include "HostConsole.h"
+#include "MainWindowBackend.h"
 #include "RenderLoop.h"
 
 #include <QClipboard>
@@ -114,7 +114,7 @@ void tst_HostParts::shortPaths()
 {
     QFETCH(QString, path);
     QFETCH(QString, shown);
-    QCOMPARE(HostConsole::shortPath(path), shown);
+    QCOMPARE(MainWindowBackend::shortPath(path), shown);
 }
 
 QTEST_MAIN(tst_HostParts)

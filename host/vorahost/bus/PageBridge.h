@@ -10,13 +10,13 @@
 //   publish(string topic, string type, string cmd, variant param, bool bSync)
 // goes onto the bus (pagePublished), and host messages for the pages are
 // handed to the root's function onSubscribeData(topic, type, cmd, param).
-class AppBridge : public QObject
+class PageBridge : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit AppBridge(QObject *parent = nullptr);
-    ~AppBridge() override;
+    explicit PageBridge(QObject *parent = nullptr);
+    ~PageBridge() override;
 
     Q_INVOKABLE void init(QObject *root);
 
