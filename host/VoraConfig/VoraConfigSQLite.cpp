@@ -1,25 +1,23 @@
 #include "VoraConfigSQLite.h"
 
 #include "VoraConfigStrategy.h"
+#include "VoraSqlite.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QHash>
-#include <QLoggingCategory>
 #include <QMutex>
 #include <QRegularExpression>
 #include <QSet>
 #include <QThread>
 
-#include <sqlite3.h>
-
 #include <atomic>
 #include <limits>
-
-Q_LOGGING_CATEGORY(lcVoraDb, "vora.host.db")
+#include <map>
 
 namespace {
+
+using VoraSqlite::Statement;
 
 // Another connection's write lock is waited for this long, then the write
 // is dropped: the GUI thread must never freeze much longer than this.
@@ -71,12 +69,6 @@ VoraConfigWriteObserver currentWriteObserver()
     return writeObserver();
 }
 
-struct StatementDeleter
-{
-    void operator()(sqlite3_stmt *stmt) const { sqlite3_finalize(stmt); }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, StatementDeleter>;
-
 bool isIntegerType(int type)
 {
     switch (type) {
@@ -97,39 +89,26 @@ bool isIntegerType(int type)
     }
 }
 
-QVariant columnValue(sqlite3_stmt *stmt, int column, const QVariant &nullValue)
+// A BLOB stays bytes here; an INTEGER is an int when it fits.
+QVariant columnValue(const Statement &stmt, const QVariant &nullValue)
 {
-    switch (sqlite3_column_type(stmt, column)) {
-    case SQLITE_INTEGER: {
-        const qint64 v = sqlite3_column_int64(stmt, column);
-        if (v >= std::numeric_limits<int>::min() && v <= std::numeric_limits<int>::max())
-            return QVariant(int(v));
-        return QVariant(qlonglong(v));
-    }
-    case SQLITE_FLOAT:
-        return QVariant(sqlite3_column_double(stmt, column));
-    case SQLITE_TEXT:
-        return QVariant(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, column)),
-                                          sqlite3_column_bytes(stmt, column)));
-    case SQLITE_BLOB:
-        return QVariant(QByteArray(static_cast<const char *>(sqlite3_column_blob(stmt, column)),
-                                   sqlite3_column_bytes(stmt, column)));
-    default: // NULL: nothing stored
+    const QVariant value = stmt.value(0);
+    if (!value.isValid()) // NULL: nothing stored
         return nullValue;
-    }
+    return value.userType() == QMetaType::LongLong ? VoraConfigSQLite::storedForm(value) : value;
 }
 
 } // namespace
 
 struct VoraConfigSQLite::Private
 {
-    sqlite3 *db = nullptr;
+    VoraSqlite::Connection db;
     QString fileName;
     QSharedPointer<VoraConfigStrategy> strategy;
     // Prepared statements by table, reset after each use so that they hold
     // no lock between calls.
-    QHash<QString, sqlite3_stmt *> selects;
-    QHash<QString, sqlite3_stmt *> upserts;
+    std::map<QString, Statement> selects;
+    std::map<QString, Statement> upserts;
     // The open write transaction of this turn and the writes in it, which
     // the observer has been told went well.
     bool inTransaction = false;
@@ -143,7 +122,7 @@ struct VoraConfigSQLite::Private
     bool commit();
     void dropUncommitted(const QString &why);
 
-    QString errorMessage() const { return QString::fromUtf8(sqlite3_errmsg(db)); }
+    QString errorMessage() const { return db.errorText(); }
 
     // Resolves the table of one call; empty when there is none to use.
     QString tableFor(VoraConfigStrategy *explicitStrategy, int *status) const
@@ -151,7 +130,7 @@ struct VoraConfigSQLite::Private
         VoraConfigStrategy *s = explicitStrategy ? explicitStrategy : strategy.data();
         if (!s) {
             *status = VoraConfigNoStrategy;
-            qCWarning(lcVoraDb, "no configuration strategy given or set; call ignored");
+            qCWarning(lcHostDb, "no configuration strategy given or set; call ignored");
             return QString();
         }
         QString prefix;
@@ -161,30 +140,26 @@ struct VoraConfigSQLite::Private
         const QString table = prefix + name;
         if (!VoraConfigSQLite::isPlainIdentifier(table)) {
             *status = VoraConfigBadTable;
-            qCWarning(lcVoraDb, "refused table name \"%s\": not a plain identifier", qUtf8Printable(table));
+            qCWarning(lcHostDb, "refused table name \"%s\": not a plain identifier", qUtf8Printable(table));
             return QString();
         }
         *status = VoraConfigOk;
         return table;
     }
 
-    sqlite3_stmt *statement(QHash<QString, sqlite3_stmt *> &cache, const QString &table,
-                            const QString &sqlTemplate, int *status)
+    Statement *statement(std::map<QString, Statement> &cache, const QString &table,
+                         const QString &sqlTemplate, int *status)
     {
-        if (sqlite3_stmt *cached = cache.value(table))
-            return cached;
-        const QByteArray sql = sqlTemplate.arg(table).toUtf8();
-        sqlite3_stmt *stmt = nullptr;
-        const int rc = sqlite3_prepare_v2(db, sql.constData(), sql.size(), &stmt, nullptr);
-        if (rc != SQLITE_OK) {
-            const QString message = errorMessage();
-            sqlite3_finalize(stmt);
-            *status = message.startsWith(QLatin1String("no such table")) ? VoraConfigNoSuchTable
-                                                                         : VoraConfigSqlError;
+        const auto cached = cache.find(table);
+        if (cached != cache.end())
+            return &cached->second;
+        Statement stmt(db, sqlTemplate.arg(table).toUtf8());
+        if (!stmt.isValid()) {
+            *status = errorMessage().startsWith(QLatin1String("no such table")) ? VoraConfigNoSuchTable
+                                                                                : VoraConfigSqlError;
             return nullptr;
         }
-        cache.insert(table, stmt);
-        return stmt;
+        return &cache.emplace(table, std::move(stmt)).first->second;
     }
 };
 
@@ -208,7 +183,7 @@ Batches &batches()
 // A write that did not happen, said the same way wherever it stopped.
 void warnDropped(const QString &key, const QString &table, const QString &why)
 {
-    qCWarning(lcVoraDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key), qUtf8Printable(table),
+    qCWarning(lcHostDb, "write of \"%s\" to table %s dropped: %s", qUtf8Printable(key), qUtf8Printable(table),
               qUtf8Printable(why));
 }
 
@@ -258,28 +233,16 @@ void VoraConfigSQLite::Private::closeDb()
 {
     if (inTransaction)
         commit();
-    for (sqlite3_stmt *stmt : qAsConst(selects))
-        sqlite3_finalize(stmt);
-    for (sqlite3_stmt *stmt : qAsConst(upserts))
-        sqlite3_finalize(stmt);
     selects.clear();
     upserts.clear();
-    if (db)
-        sqlite3_close(db);
-    db = nullptr;
+    db.close();
     fileName.clear();
 }
 
-// Runs one transaction statement through sqlite3_step like every other one,
-// so that fault-injection tools see it.
+// The transaction statements, each run to its end.
 bool VoraConfigSQLite::Private::step(const char *sql)
 {
-    sqlite3_stmt *stmt = nullptr;
-    int rc = sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
-    if (rc == SQLITE_OK)
-        rc = sqlite3_step(stmt);
-    sqlite3_finalize(stmt);
-    return rc == SQLITE_OK || rc == SQLITE_DONE;
+    return db.exec(sql);
 }
 
 bool VoraConfigSQLite::Private::beginBatch(const QString &key, const QString &table, QString *error)
@@ -291,7 +254,7 @@ bool VoraConfigSQLite::Private::beginBatch(const QString &key, const QString &ta
         return false;
     }
     if (!step("BEGIN IMMEDIATE")) {
-        const bool locked = sqlite3_errcode(db) == SQLITE_BUSY;
+        const bool locked = db.errorCode() == SQLITE_BUSY;
         *error = locked
                 ? lockedMessage(fileName)
                 : QStringLiteral("cannot begin a transaction on %1: %2").arg(fileName, errorMessage());
@@ -321,7 +284,7 @@ bool VoraConfigSQLite::Private::commit()
         return true;
     }
     const QString why = errorMessage();
-    if (!sqlite3_get_autocommit(db))
+    if (!sqlite3_get_autocommit(db.handle()))
         step("ROLLBACK");
     dropUncommitted(QStringLiteral("not committed to %1: %2").arg(fileName, why));
     return false;
@@ -332,7 +295,7 @@ void VoraConfigSQLite::Private::dropUncommitted(const QString &why)
 {
     const VoraConfigWriteObserver observer = currentWriteObserver();
     for (VoraConfigWrite &write : uncommitted) {
-        qCWarning(lcVoraDb, "write of \"%s\" to table %s lost: %s", qUtf8Printable(write.key),
+        qCWarning(lcHostDb, "write of \"%s\" to table %s lost: %s", qUtf8Printable(write.key),
                   qUtf8Printable(write.table), qUtf8Printable(why));
         write.ok = false;
         write.error = why;
@@ -364,29 +327,24 @@ int VoraConfigSQLite::open(VoraConfigStrategy *strategy)
     if (!override.isEmpty())
         file = override;
     if (file.isEmpty()) {
-        qCWarning(lcVoraDb, "no configuration database named; reads give defaults, writes are dropped");
+        qCWarning(lcHostDb, "no configuration database named; reads give defaults, writes are dropped");
         return VoraConfigNotOpen;
     }
 
     const QString path = resolveDatabaseFile(file);
     if (!QFileInfo(path).isFile()) {
-        qCWarning(lcVoraDb,
+        qCWarning(lcHostDb,
                   "configuration database %s does not exist; reads give defaults, writes are dropped",
                   qUtf8Printable(path));
         return VoraConfigNotOpen;
     }
 
-    sqlite3 *db = nullptr;
-    const int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &db,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr);
-    if (rc != SQLITE_OK) {
-        qCWarning(lcVoraDb, "cannot open configuration database %s: %s", qUtf8Printable(path),
-                  db ? sqlite3_errmsg(db) : sqlite3_errstr(rc));
-        sqlite3_close(db);
+    if (!d->db.open(path, VoraSqlite::Connection::ReadWrite, SQLITE_OPEN_FULLMUTEX)) {
+        qCWarning(lcHostDb, "cannot open configuration database %s: %s", qUtf8Printable(path),
+                  qUtf8Printable(d->db.errorText()));
         return VoraConfigNotOpen;
     }
-    sqlite3_busy_timeout(db, BusyTimeoutMs);
-    d->db = db;
+    d->db.setBusyTimeout(BusyTimeoutMs);
     d->fileName = path;
     return VoraConfigOk;
 }
@@ -400,7 +358,7 @@ int VoraConfigSQLite::close()
 QVariant VoraConfigSQLite::getConfig(const QString &key, const QVariant &defaultValue,
                                      VoraConfigStrategy *strategy)
 {
-    if (!d->db)
+    if (!d->db.isOpen())
         return defaultValue;
     if (batching())
         commitOthers(d.get());
@@ -409,27 +367,25 @@ QVariant VoraConfigSQLite::getConfig(const QString &key, const QVariant &default
     if (table.isEmpty())
         return defaultValue;
 
-    sqlite3_stmt *stmt = d->statement(d->selects, table,
-                                      QStringLiteral("SELECT value FROM \"%1\" WHERE key = ?1"), &status);
+    Statement *stmt = d->statement(d->selects, table,
+                                   QStringLiteral("SELECT value FROM \"%1\" WHERE key = ?1"), &status);
     if (!stmt) {
         if (status != VoraConfigNoSuchTable)
-            qCWarning(lcVoraDb, "cannot read \"%s\" from table %s: %s", qUtf8Printable(key),
+            qCWarning(lcHostDb, "cannot read \"%s\" from table %s: %s", qUtf8Printable(key),
                       qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
         return defaultValue;
     }
 
-    const QByteArray keyUtf8 = key.toUtf8();
-    sqlite3_bind_text(stmt, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
+    stmt->bind(1, key);
     QVariant result = defaultValue;
-    const int rc = sqlite3_step(stmt);
+    const int rc = stmt->step();
     if (rc == SQLITE_ROW) {
-        result = columnValue(stmt, 0, defaultValue);
+        result = columnValue(*stmt, defaultValue);
     } else if (rc != SQLITE_DONE) {
-        qCWarning(lcVoraDb, "cannot read \"%s\" from table %s: %s", qUtf8Printable(key),
+        qCWarning(lcHostDb, "cannot read \"%s\" from table %s: %s", qUtf8Printable(key),
                   qUtf8Printable(table), qUtf8Printable(d->errorMessage()));
     }
-    sqlite3_reset(stmt);
-    sqlite3_clear_bindings(stmt);
+    stmt->reset();
     return result;
 }
 
@@ -448,8 +404,8 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
         return status;
     };
 
-    if (!d->db) {
-        qCWarning(lcVoraDb, "no configuration database open; write of \"%s\" dropped", qUtf8Printable(key));
+    if (!d->db.isOpen()) {
+        qCWarning(lcHostDb, "no configuration database open; write of \"%s\" dropped", qUtf8Printable(key));
         return finish(VoraConfigNotOpen, QStringLiteral("no configuration database open"));
     }
     int status = VoraConfigOk;
@@ -466,67 +422,48 @@ int VoraConfigSQLite::setConfig(const QString &key, const QVariant &value, VoraC
             return finish(VoraConfigSqlError, error);
     }
 
-    const QByteArray keyUtf8 = key.toUtf8();
     if (observer) {
         // Only read when somebody listens: the plain write path stays one
         // statement.
-        if (sqlite3_stmt *select = d->statement(
+        if (Statement *select = d->statement(
                     d->selects, table, QStringLiteral("SELECT value FROM \"%1\" WHERE key = ?1"), &status)) {
-            sqlite3_bind_text(select, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
-            if (sqlite3_step(select) == SQLITE_ROW) {
+            select->bind(1, key);
+            if (select->step() == SQLITE_ROW) {
                 write.hadRow = true;
-                write.oldValue = columnValue(select, 0, QVariant());
+                write.oldValue = columnValue(*select, QVariant());
             }
-            sqlite3_reset(select);
-            sqlite3_clear_bindings(select);
+            select->reset();
         }
         status = VoraConfigOk;
     }
 
     // Insert or update the value only: the row's comment belongs to the
     // host's configuration and is kept.
-    sqlite3_stmt *stmt = d->statement(d->upserts, table,
-                                      QStringLiteral("INSERT INTO \"%1\" (key, value) VALUES (?1, ?2) "
-                                                     "ON CONFLICT(key) DO UPDATE SET value = excluded.value"),
-                                      &status);
+    Statement *stmt = d->statement(d->upserts, table,
+                                   QStringLiteral("INSERT INTO \"%1\" (key, value) VALUES (?1, ?2) "
+                                                  "ON CONFLICT(key) DO UPDATE SET value = excluded.value"),
+                                   &status);
     if (!stmt) {
         const QString error = d->errorMessage();
         warnDropped(key, table, error);
         return finish(status, error);
     }
 
-    QByteArray text;
-    sqlite3_bind_text(stmt, 1, keyUtf8.constData(), keyUtf8.size(), SQLITE_STATIC);
-    const QVariant stored = write.newValue;
-    switch (stored.userType()) {
-    case QMetaType::UnknownType:
-        sqlite3_bind_null(stmt, 2);
-        break;
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-        sqlite3_bind_int64(stmt, 2, stored.toLongLong());
-        break;
-    case QMetaType::Double:
-        sqlite3_bind_double(stmt, 2, stored.toDouble());
-        break;
-    default:
-        text = stored.toString().toUtf8();
-        sqlite3_bind_text(stmt, 2, text.constData(), text.size(), SQLITE_STATIC);
-        break;
-    }
+    // The stored form binds in its own storage class.
+    stmt->bind(1, key);
+    stmt->bind(2, write.newValue);
 
-    const int rc = sqlite3_step(stmt);
+    const int rc = stmt->step();
     QString error;
     if (rc != SQLITE_DONE) {
         error = rc == SQLITE_BUSY ? lockedMessage(d->fileName) : d->errorMessage();
         warnDropped(key, table, error);
         status = VoraConfigSqlError;
     }
-    sqlite3_reset(stmt);
-    sqlite3_clear_bindings(stmt);
+    stmt->reset();
     // Some errors (a full disk, an I/O error) end the whole transaction:
     // the writes before this one are gone with it.
-    if (batched && d->inTransaction && sqlite3_get_autocommit(d->db))
+    if (batched && d->inTransaction && sqlite3_get_autocommit(d->db.handle()))
         d->dropUncommitted(QStringLiteral("rolled back in %1: %2").arg(d->fileName, error));
     if (batched && status == VoraConfigOk) {
         write.ok = true;
@@ -588,14 +525,12 @@ QSharedPointer<VoraConfigStrategy> VoraConfigSQLite::configStrategy() const
 
 int VoraConfigSQLite::exec(const QString &sql)
 {
-    if (!d->db) {
-        qCWarning(lcVoraDb, "no configuration database open; statement dropped");
+    if (!d->db.isOpen()) {
+        qCWarning(lcHostDb, "no configuration database open; statement dropped");
         return VoraConfigNotOpen;
     }
-    char *error = nullptr;
-    if (sqlite3_exec(d->db, sql.toUtf8().constData(), nullptr, nullptr, &error) != SQLITE_OK) {
-        qCWarning(lcVoraDb, "statement failed: %s", error);
-        sqlite3_free(error);
+    if (!d->db.execScript(sql.toUtf8())) {
+        qCWarning(lcHostDb, "statement failed: %s", qUtf8Printable(d->db.errorText()));
         return VoraConfigSqlError;
     }
     return VoraConfigOk;
@@ -603,7 +538,7 @@ int VoraConfigSQLite::exec(const QString &sql)
 
 bool VoraConfigSQLite::isOpen() const
 {
-    return d->db != nullptr;
+    return d->db.isOpen();
 }
 
 QString VoraConfigSQLite::fileName() const

@@ -11,7 +11,7 @@
 
 Q_LOGGING_CATEGORY(lcHostApp, "vora.host.app")
 Q_LOGGING_CATEGORY(lcHostPlugin, "vora.host.plugin")
-Q_LOGGING_CATEGORY(lcHostDb, "vora.host.db")
+// lcHostDb is VoraSqlite's, shared with the configuration library.
 Q_LOGGING_CATEGORY(lcHostBus, "vora.host.bus")
 Q_LOGGING_CATEGORY(lcHostPage, "vora.host.page")
 Q_LOGGING_CATEGORY(lcHostScript, "vora.host.script")

@@ -1,6 +1,7 @@
 #include "ConfigDatabase.h"
 
 #include "HostLogging.h"
+#include "VoraSqlite.h"
 
 #include <VoraConfigSQLite.h>
 
@@ -9,8 +10,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
-
-#include <sqlite3.h>
 
 QString ConfigDatabase::defaultFile()
 {
@@ -60,17 +59,11 @@ bool ConfigDatabase::createFromSample(QString *error)
     // never leaves a half-filled database that a later run would take as real.
     const QString partial = m_file + QStringLiteral(".part");
     QFile::remove(partial);
-    sqlite3 *db = nullptr;
-    int rc = sqlite3_open_v2(QFile::encodeName(partial).constData(), &db,
-                             SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-    char *message = nullptr;
-    if (rc == SQLITE_OK)
-        rc = sqlite3_exec(db, sql.toUtf8().constData(), nullptr, nullptr, &message);
-    const QString reason = message ? QString::fromUtf8(message)
-                                   : QString::fromUtf8(db ? sqlite3_errmsg(db) : "out of memory");
-    sqlite3_free(message);
-    sqlite3_close(db);
-    if (rc != SQLITE_OK) {
+    VoraSqlite::Connection db;
+    const bool made = db.open(partial, VoraSqlite::Connection::Create) && db.execScript(sql.toUtf8());
+    const QString reason = db.errorText();
+    db.close();
+    if (!made) {
         QFile::remove(partial);
         *error = QStringLiteral("cannot create the configuration database %1: %2").arg(m_file, reason);
         return false;
@@ -86,24 +79,21 @@ bool ConfigDatabase::createFromSample(QString *error)
 
 bool ConfigDatabase::checkAndUseWal(QString *error)
 {
-    sqlite3 *db = nullptr;
+    VoraSqlite::Connection db;
     QStringList problems;
     int tables = 0;
     QString journal;
-    if (sqlite3_open_v2(QFile::encodeName(m_file).constData(), &db, SQLITE_OPEN_READWRITE, nullptr)
-        == SQLITE_OK) {
-        sqlite3_busy_timeout(db, VoraConfigSQLite::LockTimeoutMs);
+    if (db.open(m_file, VoraSqlite::Connection::ReadWrite)) {
+        db.setBusyTimeout(VoraConfigSQLite::LockTimeoutMs);
         const auto rows = [&](const char *sql, QStringList *out) {
-            sqlite3_stmt *stmt = nullptr;
-            int rc = sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
+            VoraSqlite::Statement stmt(db, sql);
+            int rc = stmt.isValid() ? SQLITE_OK : SQLITE_ERROR;
             if (rc == SQLITE_OK) {
-                while ((rc = sqlite3_step(stmt)) == SQLITE_ROW)
-                    out->append(
-                            QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0))));
+                while ((rc = stmt.step()) == SQLITE_ROW)
+                    out->append(stmt.value(0).toString());
             }
-            sqlite3_finalize(stmt);
             if (rc != SQLITE_DONE)
-                out->append(QString::fromUtf8(sqlite3_errmsg(db)));
+                out->append(db.errorText());
         };
         // A handful of pages: quick, and it catches random bytes and cut files.
         rows("PRAGMA quick_check", &problems);
@@ -112,14 +102,12 @@ bool ConfigDatabase::checkAndUseWal(QString *error)
         if (problems.isEmpty())
             rows("SELECT count(*) FROM sqlite_master WHERE type = 'table'", &count);
         tables = count.value(0).toInt();
-        QStringList mode;
         if (problems.isEmpty() && tables > 0)
-            rows("PRAGMA journal_mode = WAL", &mode);
-        journal = mode.value(0);
+            journal = db.setJournalMode("WAL");
     } else {
-        problems.append(QString::fromUtf8(db ? sqlite3_errmsg(db) : "out of memory"));
+        problems.append(db.errorText());
     }
-    sqlite3_close(db);
+    db.close();
     if (!problems.isEmpty()) {
         *error = QStringLiteral("the configuration database %1 is damaged: %2").arg(m_file, problems.first());
         return false;

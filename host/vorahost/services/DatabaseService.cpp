@@ -1,19 +1,20 @@
 #include "DatabaseService.h"
 
 #include "HostLogging.h"
+#include "VoraSqlite.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QRegularExpression>
 #include <QSet>
-
-#include <sqlite3.h>
 
 #include <cmath>
 #include <cstring>
 #include <limits>
 
 namespace {
+
+using VoraSqlite::Connection;
+using VoraSqlite::Statement;
 
 const QString kCmd = QStringLiteral("cmd");
 const QString kResponse = QStringLiteral("dataBaseResponse");
@@ -153,50 +154,6 @@ bool unfit(const char *text, int bytes)
             || std::memchr(text, '\r', size_t(bytes)) || std::memchr(text, '#', size_t(bytes));
 }
 
-class Connection
-{
-public:
-    Connection(const QString &file, int busyTimeoutMs)
-    {
-        if (sqlite3_open_v2(QFile::encodeName(file).constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr)
-            != SQLITE_OK) {
-            m_error = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("out of memory");
-            sqlite3_close(m_db);
-            m_db = nullptr;
-            return;
-        }
-        sqlite3_busy_timeout(m_db, busyTimeoutMs);
-    }
-    ~Connection() { sqlite3_close(m_db); }
-    Connection(const Connection &) = delete;
-    Connection &operator=(const Connection &) = delete;
-
-    sqlite3 *handle() const { return m_db; }
-    QString errorString() const { return m_error; }
-
-private:
-    sqlite3 *m_db = nullptr;
-    QString m_error;
-};
-
-class Statement
-{
-public:
-    Statement() = default;
-    Statement(sqlite3 *db, const QByteArray &sql)
-    {
-        sqlite3_prepare_v2(db, sql.constData(), sql.size(), &m_stmt, nullptr);
-    }
-    ~Statement() { sqlite3_finalize(m_stmt); }
-    Statement(const Statement &) = delete;
-    Statement &operator=(const Statement &) = delete;
-    sqlite3_stmt **out() { return &m_stmt; }
-    sqlite3_stmt *get() const { return m_stmt; }
-
-private:
-    sqlite3_stmt *m_stmt = nullptr;
-};
-
 // Stops whatever runs on the connection once the time limit has passed, for
 // as long as it lives.
 class Deadline
@@ -220,25 +177,14 @@ private:
     QElapsedTimer m_clock;
 };
 
-bool run(sqlite3 *db, const char *sql)
+// SQLite's lower() changes ASCII letters only.
+QString asciiLower(QString name)
 {
-    Statement stmt(db, sql);
-    return stmt.get() && sqlite3_step(stmt.get()) == SQLITE_DONE;
-}
-
-QVariant storedValue(sqlite3_stmt *stmt, int column)
-{
-    switch (sqlite3_column_type(stmt, column)) {
-    case SQLITE_INTEGER:
-        return VoraConfigSQLite::storedForm(qlonglong(sqlite3_column_int64(stmt, column)));
-    case SQLITE_FLOAT:
-        return sqlite3_column_double(stmt, column);
-    case SQLITE_NULL:
-        return QVariant();
-    default:
-        return QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, column)),
-                                 sqlite3_column_bytes(stmt, column));
+    for (QChar &c : name) {
+        if (c >= QLatin1Char('A') && c <= QLatin1Char('Z'))
+            c = QChar(c.unicode() + ('a' - 'A'));
     }
+    return name;
 }
 
 // The page's update, taken apart: table before the first "' set value = '",
@@ -347,12 +293,11 @@ QString DatabaseService::fillInTable(const QString &sql, const QString &source)
     return result;
 }
 
-QStringList DatabaseService::presentTables(sqlite3 *db) const
+QStringList DatabaseService::presentTables(Connection &db) const
 {
     QSet<QString> present;
-    Statement stmt(db, "select lower(name) from sqlite_master where type = 'table'");
-    while (stmt.get() && sqlite3_step(stmt.get()) == SQLITE_ROW)
-        present.insert(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), 0))));
+    for (const QString &name : db.tableNames())
+        present.insert(asciiLower(name));
     QStringList result;
     for (const QString &table : configurationTables()) {
         if (present.contains(table))
@@ -375,11 +320,12 @@ QVariantMap DatabaseService::answer(const QVariantMap &query)
         if (!dbName.isEmpty() && !configurationTables().contains(dbName))
             return Outcome::refusal(
                     QStringLiteral("\"%1\" is not a configuration table").arg(oneLine(dbName)));
-        Connection connection(m_databaseFile, m_timeLimitMs);
-        if (!connection.handle())
+        Connection connection;
+        if (!connection.open(m_databaseFile, Connection::ReadWrite))
             return Outcome::refusal(
-                    QStringLiteral("cannot open %1: %2").arg(m_databaseFile, connection.errorString()));
-        const QStringList present = presentTables(connection.handle());
+                    QStringLiteral("cannot open %1: %2").arg(m_databaseFile, connection.errorText()));
+        connection.setBusyTimeout(m_timeLimitMs);
+        const QStringList present = presentTables(connection);
         if (!dbName.isEmpty() && !present.contains(dbName))
             return Outcome::refusal(QStringLiteral("table %1 is not in %2").arg(dbName, m_databaseFile));
         if (update) {
@@ -387,9 +333,9 @@ QVariantMap DatabaseService::answer(const QVariantMap &query)
                 return Outcome::refusal(QStringLiteral("an update that is not the page's form "
                                                        "(update '<table>' set value = '<value>' "
                                                        "where key = '<key>')"));
-            return runUpdate(connection.handle(), sql, present);
+            return runUpdate(connection, sql, present);
         }
-        return runQuery(connection.handle(), fillInTable(sql, tableSource(dbName, present)));
+        return runQuery(connection, fillInTable(sql, tableSource(dbName, present)));
     }();
 
     if (outcome.refused)
@@ -414,8 +360,9 @@ QVariantMap DatabaseService::answer(const QVariantMap &query)
     return response;
 }
 
-DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &sql)
+DatabaseService::Outcome DatabaseService::runQuery(Connection &connection, const QString &sql)
 {
+    sqlite3 *db = connection.handle();
     Authorization auth;
     for (const QString &table : configurationTables())
         auth.tables.insert(table);
@@ -429,12 +376,12 @@ DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &s
     const QByteArray utf8 = sql.toUtf8();
     Statement stmt;
     const char *tail = nullptr;
-    if (sqlite3_prepare_v2(db, utf8.constData(), utf8.size() + 1, stmt.out(), &tail) != SQLITE_OK) {
-        const QString why = auth.denied.isEmpty() ? QString::fromUtf8(sqlite3_errmsg(db))
+    if (!stmt.prepare(connection, utf8.constData(), utf8.size() + 1, &tail)) {
+        const QString why = auth.denied.isEmpty() ? connection.errorText()
                                                   : QStringLiteral("the statement ") + auth.denied;
         return done(Outcome::refusal(why));
     }
-    if (!stmt.get())
+    if (!stmt.isValid())
         return done(Outcome::refusal(QStringLiteral("no statement")));
 
     // Whatever follows the first statement may be blanks, semicolons and
@@ -443,15 +390,14 @@ DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &s
     for (const char *rest = tail; rest && rest < end;) {
         Statement extra;
         const char *next = nullptr;
-        const int rc = sqlite3_prepare_v2(db, rest, int(end - rest) + 1, extra.out(), &next);
-        if (rc != SQLITE_OK || extra.get())
+        if (!extra.prepare(connection, rest, int(end - rest) + 1, &next) || extra.isValid())
             return done(Outcome::refusal(QStringLiteral("a second statement follows the first")));
         if (!next || next <= rest)
             break;
         rest = next;
     }
-    const int columns = sqlite3_column_count(stmt.get());
-    if (!sqlite3_stmt_readonly(stmt.get()) || !auth.sawSelect || columns == 0)
+    const int columns = stmt.columnCount();
+    if (!sqlite3_stmt_readonly(stmt.handle()) || !auth.sawSelect || columns == 0)
         return done(Outcome::refusal(QStringLiteral("not a query")));
 
     // Rows go straight from SQLite's UTF-8 into one buffer; a row that turns
@@ -465,14 +411,14 @@ DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &s
     int rc;
     {
         Deadline deadline(db, m_timeLimitMs);
-        while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) {
+        while ((rc = stmt.step()) == SQLITE_ROW) {
             const int rowStart = out.size();
             if (rows > 0)
                 out += '\n';
             bool fit = true;
             for (int i = 0; i < columns && fit; ++i) {
-                const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), i));
-                const int bytes = text ? sqlite3_column_bytes(stmt.get(), i) : 0;
+                const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt.handle(), i));
+                const int bytes = text ? sqlite3_column_bytes(stmt.handle(), i) : 0;
                 fit = !text || !unfit(text, bytes);
                 if (i > 0)
                     out += '#';
@@ -483,8 +429,9 @@ DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &s
                 out.truncate(rowStart);
                 if (++leftOut <= 10) {
                     const auto field = [&](int i) {
-                        const auto *t = reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), i));
-                        return oneLine(QString::fromUtf8(t, qMin(sqlite3_column_bytes(stmt.get(), i), 60)));
+                        const auto *t = reinterpret_cast<const char *>(sqlite3_column_text(stmt.handle(), i));
+                        return oneLine(
+                                QString::fromUtf8(t, qMin(sqlite3_column_bytes(stmt.handle(), i), 60)));
                     };
                     leftOutNames.append(columns > 1 ? field(0) + QLatin1Char('/') + field(1) : field(0));
                 }
@@ -500,7 +447,7 @@ DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &s
         if (rc != SQLITE_DONE && !cut)
             return done(Outcome::refusal(
                     deadline.passed() ? QStringLiteral("the query ran longer than %1 ms").arg(m_timeLimitMs)
-                                      : QString::fromUtf8(sqlite3_errmsg(db))));
+                                      : connection.errorText()));
     }
     if (leftOut > 0)
         qCInfo(lcHostDb).noquote() << "left out" << leftOut
@@ -516,7 +463,7 @@ DatabaseService::Outcome DatabaseService::runQuery(sqlite3 *db, const QString &s
     return done(outcome);
 }
 
-DatabaseService::Outcome DatabaseService::runUpdate(sqlite3 *db, const QString &sql,
+DatabaseService::Outcome DatabaseService::runUpdate(Connection &db, const QString &sql,
                                                     const QStringList &present)
 {
     const PageUpdate update = parseUpdate(sql);
@@ -533,30 +480,30 @@ DatabaseService::Outcome DatabaseService::runUpdate(sqlite3 *db, const QString &
         return Outcome::refusal(QStringLiteral("the value holds a line break or '#', which the listing "
                                                "cannot show"));
 
-    Deadline deadline(db, m_timeLimitMs);
-    if (!run(db, "BEGIN IMMEDIATE"))
-        return Outcome::refusal(QStringLiteral("cannot begin: ") + QString::fromUtf8(sqlite3_errmsg(db)));
+    Deadline deadline(db.handle(), m_timeLimitMs);
+    if (!db.exec("BEGIN IMMEDIATE"))
+        return Outcome::refusal(QStringLiteral("cannot begin: ") + db.errorText());
     auto rollBack = [&](const QString &why) {
         Outcome outcome = Outcome::refusal(
                 deadline.passed() ? QStringLiteral("the update ran longer than %1 ms").arg(m_timeLimitMs)
                                   : why);
         deadline.stop();
-        run(db, "ROLLBACK");
+        db.exec("ROLLBACK");
         return outcome;
     };
 
     const QByteArray table = update.table.toUtf8();
-    const QByteArray key = update.key.toUtf8();
     Outcome outcome;
     Statement select(db, "select value from \"" + table + "\" where key = ?1");
-    if (!select.get())
-        return rollBack(QString::fromUtf8(sqlite3_errmsg(db)));
-    sqlite3_bind_text(select.get(), 1, key.constData(), key.size(), SQLITE_STATIC);
-    int oldType = SQLITE_NULL;
-    if (sqlite3_step(select.get()) == SQLITE_ROW) {
+    if (!select.isValid())
+        return rollBack(db.errorText());
+    select.bind(1, update.key);
+    int oldType = QMetaType::UnknownType; // a missing row is as NULL
+    if (select.step() == SQLITE_ROW) {
         outcome.hadRow = true;
-        oldType = sqlite3_column_type(select.get(), 0);
-        outcome.oldValue = storedValue(select.get(), 0);
+        const QVariant old = select.value(0);
+        oldType = old.userType();
+        outcome.oldValue = VoraSqlite::shownForm(old);
     }
 
     // A number typed over a number of the same kind stays a number: "9000"
@@ -565,34 +512,34 @@ DatabaseService::Outcome DatabaseService::runUpdate(sqlite3 *db, const QString &
     static const QRegularExpression real(
             QStringLiteral("\\A[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?\\z"));
     Statement write(db, "update \"" + table + "\" set value = ?1 where key = ?2");
-    if (!write.get())
-        return rollBack(QString::fromUtf8(sqlite3_errmsg(db)));
+    if (!write.isValid())
+        return rollBack(db.errorText());
     bool isInteger = false;
     bool isReal = false;
     const qlonglong asInteger = update.value.toLongLong(&isInteger);
     const double asReal = update.value.toDouble(&isReal);
-    if (oldType == SQLITE_INTEGER && isInteger && integer.match(update.value).hasMatch()) {
-        sqlite3_bind_int64(write.get(), 1, asInteger);
+    if (oldType == QMetaType::LongLong && isInteger && integer.match(update.value).hasMatch()) {
+        write.bind(1, asInteger);
         outcome.newValue = VoraConfigSQLite::storedForm(asInteger);
-    } else if (oldType == SQLITE_FLOAT && isReal && std::isfinite(asReal)
+    } else if (oldType == QMetaType::Double && isReal && std::isfinite(asReal)
                && real.match(update.value).hasMatch()) {
-        sqlite3_bind_double(write.get(), 1, asReal);
+        write.bind(1, asReal);
         outcome.newValue = asReal;
     } else {
-        sqlite3_bind_text(write.get(), 1, value.constData(), value.size(), SQLITE_STATIC);
+        write.bind(1, update.value);
         outcome.newValue = update.value;
     }
-    sqlite3_bind_text(write.get(), 2, key.constData(), key.size(), SQLITE_STATIC);
-    if (sqlite3_step(write.get()) != SQLITE_DONE)
-        return rollBack(QString::fromUtf8(sqlite3_errmsg(db)));
+    write.bind(2, update.key);
+    if (write.step() != SQLITE_DONE)
+        return rollBack(db.errorText());
     // The page changes one row at a time; anything else is not its edit.
-    const int changes = sqlite3_changes(db);
+    const int changes = sqlite3_changes(db.handle());
     if (changes != 1)
         return rollBack(QStringLiteral("the update would change %1 rows, not one").arg(changes));
     // Our own COMMIT and ROLLBACK are never interrupted.
     deadline.stop();
-    if (!run(db, "COMMIT"))
-        return rollBack(QStringLiteral("cannot commit: ") + QString::fromUtf8(sqlite3_errmsg(db)));
+    if (!db.exec("COMMIT"))
+        return rollBack(QStringLiteral("cannot commit: ") + db.errorText());
     qCInfo(lcHostDb).noquote() << "updated" << update.table + QLatin1Char('/') + update.key;
     return outcome;
 }

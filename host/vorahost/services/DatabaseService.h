@@ -6,7 +6,9 @@
 #include <QStringList>
 #include <QVariantMap>
 
-struct sqlite3;
+namespace VoraSqlite {
+class Connection;
+}
 
 // The host's database service: answers the config editor's "dataBaseQuery"
 // messages on the configuration database.
@@ -70,9 +72,9 @@ public:
 
 private:
     struct Outcome;
-    Outcome runQuery(sqlite3 *db, const QString &sql);
-    Outcome runUpdate(sqlite3 *db, const QString &sql, const QStringList &present);
-    QStringList presentTables(sqlite3 *db) const;
+    Outcome runQuery(VoraSqlite::Connection &db, const QString &sql);
+    Outcome runUpdate(VoraSqlite::Connection &db, const QString &sql, const QStringList &present);
+    QStringList presentTables(VoraSqlite::Connection &db) const;
 
     QString m_databaseFile;
     int m_timeLimitMs = VoraConfigSQLite::LockTimeoutMs;

@@ -2,6 +2,7 @@
 
 #include "BusJson.h"
 #include "StoredJson.h"
+#include "VoraSqlite.h"
 
 #include <VoraConfigSQLite.h>
 
@@ -13,8 +14,6 @@
 #include <QSet>
 #include <QVector>
 
-#include <sqlite3.h>
-
 #include <cstdio>
 
 namespace JournalReplay {
@@ -23,6 +22,12 @@ namespace {
 
 constexpr qint64 kMaxJournal = 256 * 1024 * 1024;
 constexpr qint64 kMaxLine = 16 * 1024 * 1024;
+// A replay runs by hand, beside a host that may hold the file's write lock
+// for a moment: it waits longer for it than the host itself would.
+constexpr int kBusyTimeoutMs = 10000;
+
+using VoraSqlite::Connection;
+using VoraSqlite::Statement;
 
 struct Write
 {
@@ -38,23 +43,6 @@ int fail(int code, const QString &message)
     return code;
 }
 
-QVariant stored(sqlite3_stmt *stmt)
-{
-    switch (sqlite3_column_type(stmt, 0)) {
-    case SQLITE_INTEGER: {
-        const qint64 v = sqlite3_column_int64(stmt, 0);
-        return v == qint64(int(v)) ? QVariant(int(v)) : QVariant(qlonglong(v));
-    }
-    case SQLITE_FLOAT:
-        return sqlite3_column_double(stmt, 0);
-    case SQLITE_NULL:
-        return QVariant();
-    default:
-        return QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)),
-                                 sqlite3_column_bytes(stmt, 0));
-    }
-}
-
 bool sameStored(const QVariant &a, const QVariant &b)
 {
     const bool aInteger = a.userType() == QMetaType::Int || a.userType() == QMetaType::LongLong;
@@ -62,26 +50,6 @@ bool sameStored(const QVariant &a, const QVariant &b)
     if (aInteger || bInteger)
         return aInteger && bInteger && a.toLongLong() == b.toLongLong();
     return a.userType() == b.userType() && a == b;
-}
-
-void bind(sqlite3_stmt *stmt, int index, const QVariant &value)
-{
-    switch (value.userType()) {
-    case QMetaType::UnknownType:
-        sqlite3_bind_null(stmt, index);
-        break;
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-        sqlite3_bind_int64(stmt, index, value.toLongLong());
-        break;
-    case QMetaType::Double:
-        sqlite3_bind_double(stmt, index, value.toDouble());
-        break;
-    default: {
-        const QByteArray text = value.toString().toUtf8();
-        sqlite3_bind_text(stmt, index, text.constData(), text.size(), SQLITE_TRANSIENT);
-    }
-    }
 }
 
 // The last successful write of each table and key, in the order each was
@@ -146,25 +114,12 @@ int run(const QString &journalFile, const QString &databaseFile, bool apply)
     if (!QFileInfo(databaseFile).isFile())
         return fail(1, QStringLiteral("no configuration database %1").arg(databaseFile));
 
-    sqlite3 *db = nullptr;
-    const int flags = apply ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
-    struct Closer
-    {
-        sqlite3 *&db;
-        ~Closer() { sqlite3_close(db); }
-    } closer{db};
-    if (sqlite3_open_v2(QFile::encodeName(databaseFile).constData(), &db, flags, nullptr) != SQLITE_OK)
-        return fail(1,
-                    QStringLiteral("cannot open %1: %2")
-                            .arg(databaseFile, QString::fromUtf8(db ? sqlite3_errmsg(db) : "out of memory")));
-    sqlite3_busy_timeout(db, 10000);
-
-    QSet<QString> tables;
-    sqlite3_stmt *stmt = nullptr;
-    sqlite3_prepare_v2(db, "select name from sqlite_master where type = 'table'", -1, &stmt, nullptr);
-    while (stmt && sqlite3_step(stmt) == SQLITE_ROW)
-        tables.insert(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0))));
-    sqlite3_finalize(stmt);
+    Connection db;
+    if (!db.open(databaseFile, apply ? Connection::ReadWrite : Connection::ReadOnly))
+        return fail(1, QStringLiteral("cannot open %1: %2").arg(databaseFile, db.errorText()));
+    db.setBusyTimeout(kBusyTimeoutMs);
+    const QStringList tableNames = db.tableNames();
+    const QSet<QString> tables(tableNames.begin(), tableNames.end());
 
     QVector<Write> differences;
     int same = 0;
@@ -179,13 +134,13 @@ int run(const QString &journalFile, const QString &databaseFile, bool apply)
                 QStringLiteral("select value from \"%1\" where key = ?1").arg(write.table).toUtf8();
         QVariant current;
         bool hasRow = false;
-        if (sqlite3_prepare_v2(db, sql.constData(), -1, &stmt, nullptr) == SQLITE_OK) {
-            bind(stmt, 1, write.key);
-            hasRow = sqlite3_step(stmt) == SQLITE_ROW;
+        Statement select(db, sql);
+        if (select.isValid()) {
+            select.bind(1, write.key);
+            hasRow = select.step() == SQLITE_ROW;
             if (hasRow)
-                current = stored(stmt);
+                current = VoraSqlite::shownForm(select.value(0));
         }
-        sqlite3_finalize(stmt);
         if (hasRow && sameStored(current, write.value)) {
             ++same;
             continue;
@@ -197,29 +152,26 @@ int run(const QString &journalFile, const QString &databaseFile, bool apply)
     }
 
     if (apply && !differences.isEmpty()) {
-        auto exec = [&](const char *sql) {
-            return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-        };
-        bool ok = exec("BEGIN IMMEDIATE");
+        bool ok = db.exec("BEGIN IMMEDIATE");
         for (int i = 0; ok && i < differences.size(); ++i) {
             const Write &write = differences.at(i);
             const QByteArray sql = QStringLiteral("insert into \"%1\" (key, value) values (?1, ?2) "
                                                   "on conflict(key) do update set value = excluded.value")
                                            .arg(write.table)
                                            .toUtf8();
-            ok = sqlite3_prepare_v2(db, sql.constData(), -1, &stmt, nullptr) == SQLITE_OK;
+            Statement upsert;
+            ok = upsert.prepare(db, sql.constData());
             if (ok) {
-                bind(stmt, 1, write.key);
-                bind(stmt, 2, write.value);
-                ok = sqlite3_step(stmt) == SQLITE_DONE;
+                upsert.bind(1, write.key);
+                upsert.bind(2, write.value);
+                ok = upsert.step() == SQLITE_DONE;
             }
-            sqlite3_finalize(stmt);
         }
         if (ok)
-            ok = exec("COMMIT");
+            ok = db.exec("COMMIT");
         if (!ok) {
-            const QString why = QString::fromUtf8(sqlite3_errmsg(db));
-            exec("ROLLBACK");
+            const QString why = db.errorText();
+            db.exec("ROLLBACK");
             return fail(1,
                         QStringLiteral("replay into %1 failed, nothing written: %2").arg(databaseFile, why));
         }

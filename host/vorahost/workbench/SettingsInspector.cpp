@@ -4,7 +4,10 @@
 #include "BusRouter.h"
 #include "HostLogging.h"
 #include "StoredJson.h"
+#include "VoraSqlite.h"
 #include "WindowWatch.h"
+
+#include <VoraConfigSQLite.h>
 
 #include <QColor>
 #include <QCoreApplication>
@@ -13,8 +16,6 @@
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickWindow>
-
-#include <sqlite3.h>
 
 namespace {
 
@@ -119,49 +120,28 @@ QString displayText(const QJsonValue &value)
 // class, on a read-only connection of its own.
 void readDatabase(const QString &file, QVector<SettingsInspector::Row> *rows)
 {
-    sqlite3 *db = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr)
-        != SQLITE_OK) {
+    VoraSqlite::Connection db;
+    if (!db.open(file, VoraSqlite::Connection::ReadOnly)) {
         qCWarning(lcHostDb, "inspector: cannot read %s: %s", qUtf8Printable(file),
-                  db ? sqlite3_errmsg(db) : "out of memory");
-        sqlite3_close(db);
+                  qUtf8Printable(db.errorText()));
         return;
     }
-    sqlite3_busy_timeout(db, 2000);
+    db.setBusyTimeout(VoraConfigSQLite::LockTimeoutMs);
     for (SettingsInspector::Row &row : *rows) {
         row.database = QVariant();
         row.hasRow = false;
         if (row.table.isEmpty())
             continue;
-        sqlite3_stmt *stmt = nullptr;
-        const QByteArray sql =
-                QStringLiteral("select value from \"%1\" where key = ?1").arg(row.table).toUtf8();
-        const QByteArray key = row.dbKey.toUtf8();
-        if (sqlite3_prepare_v2(db, sql.constData(), -1, &stmt, nullptr) == SQLITE_OK) {
-            sqlite3_bind_text(stmt, 1, key.constData(), key.size(), SQLITE_STATIC);
-            if (sqlite3_step(stmt) == SQLITE_ROW) {
-                row.hasRow = true;
-                switch (sqlite3_column_type(stmt, 0)) {
-                case SQLITE_INTEGER: {
-                    const qint64 v = sqlite3_column_int64(stmt, 0);
-                    row.database = v == qint64(int(v)) ? QVariant(int(v)) : QVariant(qlonglong(v));
-                    break;
-                }
-                case SQLITE_FLOAT:
-                    row.database = sqlite3_column_double(stmt, 0);
-                    break;
-                case SQLITE_NULL:
-                    break;
-                default:
-                    row.database = QString::fromUtf8(
-                            reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)),
-                            sqlite3_column_bytes(stmt, 0));
-                }
-            }
+        VoraSqlite::Statement select(
+                db, QStringLiteral("select value from \"%1\" where key = ?1").arg(row.table).toUtf8());
+        if (!select.isValid())
+            continue;
+        select.bind(1, row.dbKey);
+        if (select.step() == SQLITE_ROW) {
+            row.hasRow = true;
+            row.database = VoraSqlite::shownForm(select.value(0));
         }
-        sqlite3_finalize(stmt);
     }
-    sqlite3_close(db);
 }
 
 } // namespace
