@@ -71,6 +71,8 @@ private slots:
     void tableOfEachCall();
     void twoConnectionsAtOnce();
     void writesOfATurnAreStoredTogether();
+    void pendingWritesGoFirst_data();
+    void pendingWritesGoFirst();
     void failedCommitReportsWritesAgain();
 };
 
@@ -260,6 +262,41 @@ void tst_ConfigSQLite::writesOfATurnAreStoredTogether()
     });
     QCOMPARE(seen, (QStringList{"0|integer ", "2|integer 3|integer", "2|integer 3|integer"}));
     QTRY_COMPARE(db.stored("scan", "k"), QString("4|integer")); // the end of the turn
+}
+
+void tst_ConfigSQLite::pendingWritesGoFirst_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<int>("result");
+    QTest::newRow("another object reads") << "read" << 2;
+    QTest::newRow("another object writes") << "write" << int(VoraConfigOk);
+    QTest::newRow("the writer closes") << "close" << int(VoraConfigOk);
+}
+
+// A write pending in one object reaches the file before another object reads
+// or writes (which would otherwise read around it, or wait for its lock), and
+// when its own object is closed.
+void tst_ConfigSQLite::pendingWritesGoFirst()
+{
+    QFETCH(QString, action);
+    QFETCH(int, result);
+    VoraTest::TempDatabase db(Schema);
+    TableStrategy scan("scan");
+    VoraConfigSQLite writer, other;
+    QCOMPARE(writer.open(&scan) + other.open(&scan), 2 * int(VoraConfigOk));
+    QString before, after; // k as another connection sees it
+    int got = 0;
+    inTurn([&] {
+        writer.setConfig("k", 2, &scan);
+        before = db.stored("scan", "k");
+        got = action == "read"      ? other.getConfig("k", QVariant(), &scan).toInt()
+                : action == "write" ? other.setConfig("b", 3, &scan)
+                                    : writer.close();
+        after = db.stored("scan", "k");
+    });
+    QCOMPARE(before, QString("0|integer"));
+    QCOMPARE(got, result);
+    QCOMPARE(after, QString("2|integer"));
 }
 
 // Without write-ahead logging a reader keeps the commit from happening.
