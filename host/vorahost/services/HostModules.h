@@ -30,10 +30,6 @@ public:
     DatabaseService &databaseService() { return m_database; }
 
 private:
-    void developerModeSwitched(const QVariantMap &param);
-    void settingsChanged(const QVariantMap &param, int unstoredWrites);
-    void answerDatabaseQuery(const QVariantMap &param);
-
     QPointer<BusRouter> m_router;
     std::unique_ptr<SnapshotKeeper> m_snapshot;
     SettingsStore m_settings;
