@@ -192,8 +192,9 @@ int run(const QString &journalFile, const QString &databaseFile, bool apply)
         }
         differences.append(write);
         BusJson::printAfterLog("{\"replay\":{\"table\":" + StoredJson::text(QJsonValue(write.table))
-                       + ",\"key\":" + StoredJson::text(QJsonValue(write.key)) + ",\"database\":"
-                       + StoredJson::text(current) + ",\"journal\":" + StoredJson::text(write.value) + "}}");
+                               + ",\"key\":" + StoredJson::text(QJsonValue(write.key))
+                               + ",\"database\":" + StoredJson::text(current)
+                               + ",\"journal\":" + StoredJson::text(write.value) + "}}");
     }
 
     if (apply && !differences.isEmpty()) {
