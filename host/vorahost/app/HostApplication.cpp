@@ -1,14 +1,15 @@
 #include "HostApplication.h"
 
 #include "BusJson.h"
-#include "DatabaseService.h"
 #include "HostConfigStrategy.h"
+#include "HostModules.h"
 #include "MainWindowBackend.h"
 #include "HostLogging.h"
+#include "Protocol.h"
 #include "ScriptRunner.h"
 #include "SettingsInspector.h"
 #include "ShutdownSignals.h"
-#include "SnapshotGuard.h"
+#include "SnapshotKeeper.h"
 #include "WriteJournal.h"
 
 #include <QCoreApplication>
@@ -61,18 +62,15 @@ bool HostApplication::start()
 
     // Before the plug-in can see the snapshot: it must belong to this
     // database, and must not outlive a leave that was stored.
-    m_snapshot = std::make_unique<SnapshotGuard>(m_database.fileName());
+    auto snapshot = std::make_unique<SnapshotKeeper>(m_database.fileName());
     QString notice;
-    if (!m_snapshot->checkAtStart(m_options.setAsideSnapshot, &error, &notice)) {
+    if (!snapshot->checkAtStart(m_options.setAsideSnapshot, &error, &notice)) {
         std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
         return false;
     }
     if (!notice.isEmpty())
         std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(notice));
-    m_router.setSnapshotGuard(m_snapshot.get());
-
-    m_databaseService = std::make_unique<DatabaseService>(m_database.fileName());
-    m_router.setDatabaseService(m_databaseService.get());
+    m_modules = std::make_unique<HostModules>(&m_router, m_database.fileName(), std::move(snapshot));
     m_journal = std::make_unique<WriteJournal>();
     if (!m_options.journalFile.isEmpty() && !m_journal->open(m_options.journalFile, &error)) {
         std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
@@ -84,7 +82,7 @@ bool HostApplication::start()
     if (m_options.isScripted() || m_options.trace) {
         connect(&m_router, &BusRouter::messageRouted, this,
                 [](const QString &from, const QVariantMap &param) {
-                    BusJson::print(BusJson::busLine(from, param));
+                    BusJson::printAfterLog(BusJson::busLine(from, param));
                 });
     }
 
@@ -129,7 +127,7 @@ bool HostApplication::start()
             return false;
         }
         connect(m_script.get(), &ScriptRunner::output, this,
-                [](const QByteArray &line) { BusJson::print(line); });
+                [](const QByteArray &line) { BusJson::printAfterLog(line); });
         connect(m_script.get(), &ScriptRunner::finished, this, &HostApplication::quit, Qt::QueuedConnection);
         m_script->start();
     }
@@ -143,10 +141,10 @@ void HostApplication::setUpJournal()
     WriteJournal *journal = m_journal.get();
     VoraConfigSQLite::setWriteObserver([journal](const VoraConfigWrite &write) {
         const bool byHost = dynamic_cast<const HostConfigStrategy *>(write.strategy) != nullptr;
-        journal->record(byHost ? QStringLiteral("host") : QStringLiteral("plugin"), write);
+        journal->record(byHost ? Protocol::FromHost : Protocol::FromPlugin, write);
     });
-    m_databaseService->setWriteObserver(
-            [journal](const VoraConfigWrite &write) { journal->record(QStringLiteral("page"), write); });
+    m_modules->databaseService().setWriteObserver(
+            [journal](const VoraConfigWrite &write) { journal->record(Protocol::FromPage, write); });
 }
 
 void HostApplication::setUpEngine()
@@ -166,7 +164,7 @@ void HostApplication::setUpEngine()
 bool HostApplication::showMainWindow()
 {
     m_mainWindow = std::make_unique<QQuickView>(&m_engine, nullptr);
-    m_mainWindow->setTitle(QStringLiteral("vorahost"));
+    m_mainWindow->setTitle(Protocol::MainWindowTitle);
     m_mainWindow->setResizeMode(QQuickView::SizeRootObjectToView);
     m_mainWindow->setSource(QUrl(QStringLiteral("qrc:/vorahost/MainWindow.qml")));
     if (m_mainWindow->status() != QQuickView::Ready) {

@@ -13,13 +13,12 @@
 
 #include <memory>
 
-class DatabaseService;
+class HostModules;
 class MainWindowBackend;
 class QQuickView;
 class ScriptRunner;
 class SettingsInspector;
 class ShutdownSignals;
-class SnapshotGuard;
 class WriteJournal;
 
 // The host application: its configuration database, its bus, its main QML
@@ -56,8 +55,8 @@ private:
     ConfigDatabase m_database;
     // Before the database service: the service's write observer points at it.
     std::unique_ptr<WriteJournal> m_journal;
-    std::unique_ptr<DatabaseService> m_databaseService;
-    std::unique_ptr<SnapshotGuard> m_snapshot;
+    // Before the router, which calls them until it is gone.
+    std::unique_ptr<HostModules> m_modules;
     CommonLib::VoraBox m_box;
     BusRouter m_router;
     PageBridge m_pages;

@@ -92,7 +92,7 @@ QByteArray evalLine(const QVariant &value)
     return QJsonDocument(line).toJson(QJsonDocument::Compact);
 }
 
-void print(const QByteArray &line)
+void printAfterLog(const QByteArray &line)
 {
     HostLogging::flush();
     std::fwrite(line.constData(), 1, size_t(line.size()), stdout);

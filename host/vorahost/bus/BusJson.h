@@ -22,8 +22,9 @@ QByteArray busLine(const QString &from, const QVariantMap &param);
 // {"eval": value}
 QByteArray evalLine(const QVariant &value);
 
-// Writes one line to standard output and flushes it, so a reader sees each
-// message as it happens.
-void print(const QByteArray &line);
+// Writes the log lines buffered so far to standard error, then line to
+// standard output, and flushes both: a reader sees each message as it
+// happens, after the log of what led to it.
+void printAfterLog(const QByteArray &line);
 
 } // namespace BusJson

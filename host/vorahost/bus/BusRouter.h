@@ -1,12 +1,13 @@
 #pragma once
 
+#include <QHash>
 #include <QObject>
+#include <QPair>
 #include <QPointer>
 #include <QString>
 #include <QVariantMap>
 
-class DatabaseService;
-class SnapshotGuard;
+#include <functional>
 
 namespace CommonLib {
 class VoraBox;
@@ -16,35 +17,35 @@ struct VoraBusMessage;
 
 // The host's side of the bus. Messages from the host (its main window, a
 // script, its own modules' answers) go to the plug-in's controller; messages
-// the plug-in or one of its pages publishes go to the host's modules, which
-// this class stands in for:
-//   - the settings store: "developerModeEnabledChanged" is remembered in
-//     config/developerModeEnabled, so the developer mode comes back after a
-//     restart; "rollbackFrame" lives in scan/rollbackFrame, is answered to
-//     "developerModeQuerySetting" and follows every "developerModeSettingChanged";
-//   - the keeper of the developer mode's snapshot (SnapshotGuard): it records
-//     the snapshot's database when the mode is switched on, and when a leave
-//     could not store its restore (the full settings arrive with writes that
-//     were not stored), it puts back the snapshot the plug-in then removes,
-//     so that the developer mode comes back and can be left again;
-//   - the database service: "dataBaseQuery" is answered to the pages;
-//   - the scanning module: "refreshRealTimeSetup" is acknowledged in the log.
-// Answers go out on a later event-loop turn, as on the real bus, never from
-// inside the publish call that asked.
+// the plug-in or one of its pages publishes go to the handler that the table
+// names for their route, which the host's modules fill (HostModules). A
+// message without a handler is dropped with a debug line. docs/protocol.md
+// lists the commands.
 class BusRouter : public QObject
 {
     Q_OBJECT
 
 public:
+    // Where a message goes: its command and, for a "query", the service its
+    // "target" asks (empty for every other command).
+    using Route = QPair<QString, QString>;
+    // unstoredWrites: the plug-in's writes that had not reached the database
+    // when it published (0 from a page).
+    using Handler = std::function<void(const QVariantMap &param, int unstoredWrites)>;
+    using Table = QHash<Route, Handler>;
+
+    static Route routeOf(const QVariantMap &param);
+
     explicit BusRouter(CommonLib::VoraBox *box, QObject *parent = nullptr);
     ~BusRouter() override;
 
     void setPlugin(CommonLib::VoraQObject *controller);
-    void setDatabaseService(DatabaseService *service);
-    void setSnapshotGuard(SnapshotGuard *guard);
+    void setHandlers(Table handlers);
 
     // A message from the host to the plug-in's controller.
     void deliverToPlugin(const QVariantMap &param);
+    // A message from the host to the pages.
+    void deliverToPages(const QVariantMap &param);
     // A message that a page published (through "$app").
     void publishFromPage(const QVariantMap &param);
 
@@ -56,17 +57,9 @@ signals:
 
 private:
     void onBoxPublished(const CommonLib::VoraBusMessage &message);
-    void serveHostModules(const QVariantMap &param, int unstoredWrites);
-    void developerModeSwitched(bool on);
-    void answerSettingQuery(const QVariantMap &param);
-    void applySettings(const QVariantMap &param);
-    void answerDatabaseQuery(const QVariantMap &param);
-    void deliverToPages(const QVariantMap &param);
+    void dispatch(const QVariantMap &param, int unstoredWrites);
 
     CommonLib::VoraBox *m_box;
     QPointer<CommonLib::VoraQObject> m_plugin;
-    DatabaseService *m_databaseService = nullptr;
-    SnapshotGuard *m_snapshot = nullptr;
-    // The snapshot as it was when a leave's restore was not stored.
-    QByteArray m_keptSnapshot;
+    Table m_handlers;
 };

@@ -1,6 +1,7 @@
 #include "BusLogModel.h"
 
 #include "BusJson.h"
+#include "Protocol.h"
 
 #include <QClipboard>
 #include <QDateTime>
@@ -100,7 +101,7 @@ void BusLogModel::add(const QString &from, const QVariantMap &param)
     Entry entry;
     entry.time = QDateTime::currentMSecsSinceEpoch();
     entry.from = from;
-    entry.cmd = param.value(QStringLiteral("cmd")).toString();
+    entry.cmd = param.value(Protocol::Cmd).toString();
     entry.refused = param.value(QStringLiteral("refused")).toBool();
     entry.reason = param.value(QStringLiteral("reason")).toString().left(DisplayLength);
     entry.size = estimate(message);

@@ -146,9 +146,10 @@ int run(const QString &journalFile, const QString &databaseFile, bool apply)
             continue;
         }
         differences.append(write);
-        BusJson::print("{\"replay\":{\"table\":" + StoredJson::text(QJsonValue(write.table))
-                       + ",\"key\":" + StoredJson::text(QJsonValue(write.key)) + ",\"database\":"
-                       + StoredJson::text(current) + ",\"journal\":" + StoredJson::text(write.value) + "}}");
+        BusJson::printAfterLog("{\"replay\":{\"table\":" + StoredJson::text(QJsonValue(write.table))
+                               + ",\"key\":" + StoredJson::text(QJsonValue(write.key))
+                               + ",\"database\":" + StoredJson::text(current)
+                               + ",\"journal\":" + StoredJson::text(write.value) + "}}");
     }
 
     if (apply && !differences.isEmpty()) {

@@ -3,6 +3,7 @@
 #include "BusJson.h"
 #include "BusLogModel.h"
 #include "BusRouter.h"
+#include "Protocol.h"
 #include "SettingsInspector.h"
 #include "WindowWatch.h"
 #include "WriteJournal.h"
@@ -17,7 +18,7 @@ MainWindowBackend::MainWindowBackend(BusRouter *router, const QString &pluginFil
       m_pluginFile(pluginFile),
       m_databaseFile(databaseFile),
       m_log(new BusLogModel(this)),
-      m_configEditor(new WindowWatch(QStringLiteral("配置工具"), this)),
+      m_configEditor(new WindowWatch(Protocol::ConfigEditorTitle, this)),
       m_inspector(inspector),
       m_journal(journal)
 {

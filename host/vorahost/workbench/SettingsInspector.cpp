@@ -3,6 +3,8 @@
 #include "BusJson.h"
 #include "BusRouter.h"
 #include "HostLogging.h"
+#include "Protocol.h"
+#include "SnapshotKeeper.h"
 #include "StoredJson.h"
 #include "VoraSqlite.h"
 #include "WindowWatch.h"
@@ -10,7 +12,6 @@
 #include <VoraConfigSQLite.h>
 
 #include <QColor>
-#include <QCoreApplication>
 #include <QFile>
 #include <QJsonDocument>
 #include <QQmlContext>
@@ -20,8 +21,6 @@
 namespace {
 
 using Reading = SettingsInspector::Reading;
-
-const QString kDeveloperModeTitle = QStringLiteral("开发者模式");
 
 // The developer mode's settings in the plug-in's reading order, with the
 // database row each one lives in and how the plug-in reads it back.
@@ -151,7 +150,7 @@ SettingsInspector::SettingsInspector(BusRouter *router, QQmlEngine *engine, cons
     : QAbstractListModel(parent),
       m_engine(engine),
       m_databaseFile(databaseFile),
-      m_window(new WindowWatch(kDeveloperModeTitle, this))
+      m_window(new WindowWatch(Protocol::DeveloperModeTitle, this))
 {
     connect(router, &BusRouter::messageRouted, this, &SettingsInspector::onMessage);
     connect(m_window, &WindowWatch::changed, this, &SettingsInspector::onWindowChanged);
@@ -161,20 +160,19 @@ SettingsInspector::~SettingsInspector() = default;
 
 void SettingsInspector::onMessage(const QString &from, const QVariantMap &param)
 {
-    const QString cmd = param.value(QStringLiteral("cmd")).toString();
-    if (from == QLatin1String("plugin") && cmd == QLatin1String("developerModeEnabledChanged")) {
-        setMode(param.value(QStringLiteral("enabled")).toBool() ? QStringLiteral("loading")
-                                                                : QStringLiteral("off"));
+    const QString cmd = param.value(Protocol::Cmd).toString();
+    if (from == Protocol::FromPlugin && cmd == Protocol::DeveloperModeEnabledChanged) {
+        setMode(param.value(QStringLiteral("enabled")).toBool() ? Protocol::ModeLoading : Protocol::ModeOff);
         m_lastSettings.clear();
-    } else if (from == QLatin1String("plugin") && cmd == QLatin1String("developerModeSettingChanged")) {
+    } else if (from == Protocol::FromPlugin && cmd == Protocol::DeveloperModeSettingChanged) {
         m_lastSettings = param.value(QStringLiteral("settings")).toMap();
-        if (m_mode == QLatin1String("loading")
+        if (m_mode == Protocol::ModeLoading
             && param.value(QStringLiteral("changedKey")).toString() == QLatin1String("all"))
-            setMode(QStringLiteral("on"));
+            setMode(Protocol::ModeOn);
     }
     // The window shows up, or goes, inside the delivery of this message.
     QMetaObject::invokeMethod(m_window, &WindowWatch::check, Qt::QueuedConnection);
-    if (cmd.startsWith(QLatin1String("developerMode")) || cmd == QLatin1String("dataBaseResponseCmd"))
+    if (cmd.startsWith(QLatin1String("developerMode")) || cmd == Protocol::DataBaseResponseCmd)
         scheduleRefresh();
 }
 
@@ -185,7 +183,7 @@ void SettingsInspector::onWindowChanged()
     // left dangling when the controller goes), so it is read only then and
     // held by a guarded pointer.
     QWindow *window = m_window->window();
-    if (window && m_controllerWindow != window && m_mode != QLatin1String("off")) {
+    if (window && m_controllerWindow != window && m_mode != Protocol::ModeOff) {
         m_controllerWindow = window;
         m_controller = m_engine->rootContext()
                                ->contextProperty(QStringLiteral("$developerModeController"))
@@ -211,9 +209,9 @@ bool SettingsInspector::windowOpen() const
 
 QString SettingsInspector::revertBlocker() const
 {
-    if (m_mode == QLatin1String("off"))
+    if (m_mode == Protocol::ModeOff)
         return QStringLiteral("the developer mode is off");
-    if (m_mode == QLatin1String("loading"))
+    if (m_mode == Protocol::ModeLoading)
         return QStringLiteral("the developer mode is still loading its settings");
     if (!m_window->isOpen() || !m_controller)
         return QStringLiteral("the developer-mode window is not open: revert goes through it "
@@ -241,8 +239,7 @@ void SettingsInspector::scheduleRefresh()
 
 QJsonObject SettingsInspector::readSnapshot() const
 {
-    QFile file(QCoreApplication::applicationDirPath()
-               + QStringLiteral("/../Resources/ScanSets/developer_mode_temp.json"));
+    QFile file(SnapshotKeeper::snapshotFile());
     // The plug-in's snapshot is about a kilobyte; anything far bigger is not it.
     if (!file.open(QIODevice::ReadOnly) || file.size() > 1024 * 1024)
         return QJsonObject();
@@ -253,7 +250,7 @@ void SettingsInspector::refresh()
 {
     m_refreshPending = false;
     QVector<Row> rows;
-    if (m_mode != QLatin1String("off")) {
+    if (m_mode != Protocol::ModeOff) {
         rows = settingsTable();
         const QJsonObject snapshot = readSnapshot();
         const bool fromSnapshot = snapshot.value(QStringLiteral("last")).isObject();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Protocol.h"
+
 #include <QAbstractListModel>
 #include <QJsonObject>
 #include <QJsonValue>
@@ -39,6 +41,10 @@ class SettingsInspector : public QAbstractListModel
 {
     Q_OBJECT
     Q_PROPERTY(QString mode READ mode NOTIFY modeChanged)
+    // The values of mode, so QML compares with the protocol's own words.
+    Q_PROPERTY(QString modeOff READ modeOff CONSTANT)
+    Q_PROPERTY(QString modeLoading READ modeLoading CONSTANT)
+    Q_PROPERTY(QString modeOn READ modeOn CONSTANT)
     Q_PROPERTY(bool windowOpen READ windowOpen NOTIFY windowOpenChanged)
     Q_PROPERTY(QString revertBlocker READ revertBlocker NOTIFY revertBlockerChanged)
     Q_PROPERTY(int changedCount READ changedCount NOTIFY rowsRefreshed)
@@ -81,6 +87,9 @@ public:
     ~SettingsInspector() override;
 
     QString mode() const { return m_mode; }
+    static QString modeOff() { return Protocol::ModeOff; }
+    static QString modeLoading() { return Protocol::ModeLoading; }
+    static QString modeOn() { return Protocol::ModeOn; }
     bool windowOpen() const;
     // Why revert cannot act now; empty when it can.
     QString revertBlocker() const;
@@ -124,7 +133,7 @@ private:
     WindowWatch *m_window;
     QPointer<QObject> m_controller;
     QPointer<QObject> m_controllerWindow;
-    QString m_mode = QStringLiteral("off");
+    QString m_mode = Protocol::ModeOff;
     QVariantMap m_lastSettings;
     QVector<Row> m_rows;
     bool m_refreshPending = false;

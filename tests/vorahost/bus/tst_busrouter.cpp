@@ -1,10 +1,11 @@
-// The host's bus routing as a unit: the router linked in, a real
-// configuration database made from the host's sample and a probe object in
-// the plug-in's place. The pages' side runs end to end (tst_configeditorhost).
+// The host's bus routing as a unit: the router and the host's modules linked
+// in, a real configuration database made from the host's sample and a probe
+// object in the plug-in's place. The pages' side, the scanning module and the
+// snapshot keeper run end to end (tst_configeditorhost, tst_hostsafety).
 
 #include "BusRouter.h"
 #include "ConfigDatabase.h"
-#include "DatabaseService.h"
+#include "HostModules.h"
 
 #include <LogCollector.h>
 #include <PluginHarness.h>
@@ -48,7 +49,6 @@ struct Host
     {
         box.attach(probe.get());
         router.setPlugin(probe.get());
-        router.setDatabaseService(&service);
         QObject::connect(&router, &BusRouter::messageRouted,
                          [this](const QString &from, const QVariantMap &param) {
                              routed.append({from, param});
@@ -58,11 +58,11 @@ struct Host
     QString value(const QString &table, const QString &key) { return db.stored(table, key); }
 
     VoraTest::TempDatabase db{ConfigDatabase::sampleSql()};
-    DatabaseService service{db.fileName()};
     CommonLib::VoraBox box;
     Routed routed;
     std::unique_ptr<Probe> probe = std::make_unique<Probe>(&routed);
     BusRouter router{&box};
+    HostModules modules{&router, db.fileName()};
 };
 
 // Runs the event loop until everything queued so far has run.
@@ -87,6 +87,8 @@ private slots:
     void init();
     void cleanup() { m_host.reset(); }
 
+    void routes_data();
+    void routes();
     void storesWhatThePluginAnnounces_data();
     void storesWhatThePluginAnnounces();
     void settingQuery_data();
@@ -108,6 +110,44 @@ void tst_BusRouter::init()
     m_host = std::make_unique<Host>();
     QVERIFY(m_host->db.isValid());
     QCOMPARE(m_host->value("scan", "rollbackFrame"), QString("5|integer"));
+}
+
+void tst_BusRouter::routes_data()
+{
+    QTest::addColumn<QVariantMap>("param");
+    QTest::addColumn<QString>("handler"); // the host modules' row that takes it, "" for none
+    auto row = [](const char *cmd, const char *target, const char *handler) {
+        QTest::newRow(cmd + QByteArray(" ") + target)
+                << QVariantMap{{"cmd", cmd}, {"target", target}} << QString(handler);
+    };
+    row("developerModeEnabledChanged", "", "developerModeEnabledChanged");
+    row("developerModeQuerySetting", "", "developerModeQuerySetting");
+    row("developerModeSettingChanged", "", "developerModeSettingChanged");
+    row("refreshRealTimeSetup", "dataBaseQuery", "refreshRealTimeSetup");
+    // Only a "query" aimed at "dataBaseQuery" is the database service's.
+    row("query", "dataBaseQuery", "query dataBaseQuery");
+    row("query", "other", "");
+    row("other", "dataBaseQuery", "");
+    row("dataBaseQuery", "", "");
+    row("developerModeQuerySettingResp", "", "");
+}
+
+void tst_BusRouter::routes()
+{
+    QFETCH(QVariantMap, param);
+    QFETCH(QString, handler);
+    // The modules' own table, each handler replaced by one that records its row.
+    BusRouter::Table table = m_host->modules.handlers();
+    QStringList took;
+    for (auto it = table.begin(); it != table.end(); ++it) {
+        const QString name = (it.key().first + ' ' + it.key().second).trimmed();
+        it.value() = [&took, name](const QVariantMap &, int) { took << name; };
+    }
+    m_host->router.setHandlers(table);
+    m_host->probe->publish(QString(), QString(), QString(), param);
+    m_host->router.publishFromPage(param);
+    QCOMPARE(took, (handler.isEmpty() ? QStringList() : QStringList{handler, handler}));
+    QCOMPARE(m_host->routed, (Routed{{"plugin", param}, {"page", param}}));
 }
 
 void tst_BusRouter::storesWhatThePluginAnnounces_data()
@@ -144,11 +184,6 @@ void tst_BusRouter::storesWhatThePluginAnnounces_data()
          {"changedKey", "enableWatermark"},
          {"settings", QVariantMap{{"enableWatermark", false}}}},
         "false|text", "5|integer");
-    // Only a "query" aimed at "dataBaseQuery" is the database service's.
-    row("query for another target", {{"cmd", "query"}, {"target", "other"}, {"param", "select 1"}},
-        "false|text", "5|integer");
-    row("another command for the database", {{"cmd", "other"}, {"target", "dataBaseQuery"}}, "false|text",
-        "5|integer");
 }
 
 void tst_BusRouter::storesWhatThePluginAnnounces()

@@ -20,7 +20,7 @@ ColumnLayout {
             Layout.fillWidth: true
             wrapMode: Text.WordWrap
             color: "#555555"
-            text: root.inspector.mode === "off"
+            text: root.inspector.mode === root.inspector.modeOff
                   ? "The developer mode is off: switch it on to see its settings."
                   : "Entry: the value when the developer mode was entered (written back on leaving). "
                     + "Current: the developer mode's value now. Database: what the row holds, in its stored type."
@@ -35,7 +35,7 @@ ColumnLayout {
     }
 
     Label {
-        visible: root.inspector.mode !== "off" && root.inspector.revertBlocker !== ""
+        visible: root.inspector.mode !== root.inspector.modeOff && root.inspector.revertBlocker !== ""
         color: "#8a6d00"
         text: "Revert is unavailable: " + root.inspector.revertBlocker
     }

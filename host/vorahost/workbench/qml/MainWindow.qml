@@ -14,9 +14,9 @@ Rectangle {
     readonly property string noPlugin: root.hasPlugin ? "" : "no plug-in is loaded (--no-plugin)"
 
     function modeText() {
-        if (root.mode === "on")
+        if (root.mode === root.inspector.modeOn)
             return "Developer mode: on"
-        if (root.mode === "loading")
+        if (root.mode === root.inspector.modeLoading)
             return "Developer mode: loading…"
         return "Developer mode: off"
     }
@@ -53,7 +53,7 @@ Rectangle {
                 radius: 4
                 implicitWidth: modeLabel.implicitWidth + 16
                 implicitHeight: modeLabel.implicitHeight + 8
-                color: root.mode === "on" ? "#2e7d32" : root.mode === "loading" ? "#ef8f00" : "#9e9e9e"
+                color: root.mode === root.inspector.modeOn ? "#2e7d32" : root.mode === root.inspector.modeLoading ? "#ef8f00" : "#9e9e9e"
 
                 Label {
                     id: modeLabel
@@ -113,7 +113,7 @@ Rectangle {
                         objectName: "developerModeOn"
                         text: "On"
                         blocker: root.firstOf([root.noPlugin,
-                                               root.mode !== "off" ? "the developer mode is already on" : ""])
+                                               root.mode !== root.inspector.modeOff ? "the developer mode is already on" : ""])
                         onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": true })
                     }
                     HostButton {
@@ -122,7 +122,7 @@ Rectangle {
                         objectName: "developerModeOff"
                         text: "Off"
                         blocker: root.firstOf([root.noPlugin,
-                                               root.mode === "off" ? "the developer mode is already off" : ""])
+                                               root.mode === root.inspector.modeOff ? "the developer mode is already off" : ""])
                         onClicked: $host.send({ "cmd": "enableDeveloperMode", "enabled": false })
                     }
                     HostButton {
@@ -131,7 +131,7 @@ Rectangle {
                         objectName: "showDeveloperModeView"
                         text: "Show window"
                         blocker: root.firstOf([root.noPlugin,
-                                               root.mode === "off" ? "switch the developer mode on first" : "",
+                                               root.mode === root.inspector.modeOff ? "switch the developer mode on first" : "",
                                                root.inspector.windowOpen ? "the window is already open" : ""])
                         onClicked: $host.send({ "module": "DeveloperMode", "cmd": "showDeveloperModeView" })
                     }
@@ -141,7 +141,7 @@ Rectangle {
                         objectName: "queryDeveloperModeSetting"
                         text: "Query settings"
                         blocker: root.firstOf([root.noPlugin,
-                                               root.mode === "off" ? "switch the developer mode on first" : ""])
+                                               root.mode === root.inspector.modeOff ? "switch the developer mode on first" : ""])
                         onClicked: $host.send({ "module": "DeveloperMode", "cmd": "queryDeveloperModeSetting" })
                     }
                 }
@@ -187,7 +187,7 @@ Rectangle {
             }
             TabButton {
                 objectName: "inspectorTab"
-                text: root.mode === "off" ? "Settings inspector"
+                text: root.mode === root.inspector.modeOff ? "Settings inspector"
                                           : "Settings inspector (" + root.inspector.changedCount + " changed, "
                                             + root.inspector.mismatchCount + " differ)"
             }

@@ -3,18 +3,19 @@
 #include <QByteArray>
 #include <QString>
 
-// The host's care of the developer mode's snapshot, the plug-in's file
-// "<exe dir>/../Resources/ScanSets/developer_mode_temp.json". Its place is
+// The host's keeper of the developer mode's snapshot, the plug-in's file
+// "<exe dir>/../Resources/ScanSets/developer_mode_temp.json" (snapshotFile(),
+// the one place its path is made). Its place is
 // fixed beside the executable, whatever database the host runs on, so the
 // host records beside it which database it belongs to
 // ("developer_mode_temp.database", the file's absolute path) and never lets
 // it touch another one. A snapshot that must not be used is set aside:
 // renamed to "developer_mode_temp-<date>-<time>.json" (its record likewise),
 // never deleted.
-class SnapshotGuard
+class SnapshotKeeper
 {
 public:
-    explicit SnapshotGuard(const QString &databaseFile);
+    explicit SnapshotKeeper(const QString &databaseFile);
 
     static QString snapshotFile();
     static QString ownerFile();
@@ -29,17 +30,26 @@ public:
     // notice says what was done, when anything was.
     bool checkAtStart(bool setAside, QString *error, QString *notice);
 
-    // Records that the snapshot belongs to this database (the developer mode
-    // was switched on).
-    void bind();
-    // Forgets the record once the snapshot is gone.
-    void release();
+    // "developerModeSettingChanged" for all settings: a leave announces its
+    // restore before the plug-in removes the snapshot, the last moment to keep
+    // a copy of it when that restore was not stored (unstoredWrites > 0).
+    void restoreAnnounced(int unstoredWrites);
+    // "developerModeEnabledChanged": records (on) or forgets (off) which
+    // database the snapshot belongs to. When neither a leave's restore nor
+    // its "false" was stored, puts the kept copy back instead and returns
+    // true: the developer mode comes back at the next start and can be left
+    // again. Otherwise returns on.
+    bool developerModeSwitched(bool on);
 
+private:
+    QString setAsideNow(QString *error);
+    void bind();
+    void release();
     bool exists() const;
     QByteArray read() const;
     bool restore(const QByteArray &bytes);
 
-private:
-    QString setAsideNow(QString *error);
     QString m_database;
+    // The snapshot as it was when a leave's restore was not stored.
+    QByteArray m_kept;
 };

@@ -1,9 +1,7 @@
-#include "SnapshotGuard.h"
+#include "SnapshotKeeper.h"
 
-#include "HostConfigStrategy.h"
 #include "HostLogging.h"
-
-#include <VoraConfigSQLite.h>
+#include "SettingsStore.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -12,7 +10,14 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <utility>
+
 namespace {
+
+bool developerModeStored()
+{
+    return SettingsStore::read(QStringLiteral("config"), QStringLiteral("developerModeEnabled")).toBool();
+}
 
 QString canonical(const QString &file)
 {
@@ -32,23 +37,23 @@ bool writeWhole(const QString &file, const QByteArray &bytes)
 
 } // namespace
 
-SnapshotGuard::SnapshotGuard(const QString &databaseFile) : m_database(canonical(databaseFile))
+SnapshotKeeper::SnapshotKeeper(const QString &databaseFile) : m_database(canonical(databaseFile))
 { }
 
-QString SnapshotGuard::snapshotFile()
+QString SnapshotKeeper::snapshotFile()
 {
     return QDir::cleanPath(QCoreApplication::applicationDirPath()
                            + QStringLiteral("/../Resources/ScanSets/developer_mode_temp.json"));
 }
 
-QString SnapshotGuard::ownerFile()
+QString SnapshotKeeper::ownerFile()
 {
     QString file = snapshotFile();
     file.chop(int(qstrlen(".json")));
     return file + QStringLiteral(".database");
 }
 
-bool SnapshotGuard::checkAtStart(bool setAside, QString *error, QString *notice)
+bool SnapshotKeeper::checkAtStart(bool setAside, QString *error, QString *notice)
 {
     if (!exists()) {
         QFile::remove(ownerFile());
@@ -73,10 +78,7 @@ bool SnapshotGuard::checkAtStart(bool setAside, QString *error, QString *notice)
     } else {
         if (owner.isEmpty())
             bind(); // from a host that kept no record: taken as this database's
-        HostConfigStrategy strategy(QStringLiteral("config"));
-        VoraConfigSQLite db;
-        db.open(&strategy);
-        if (db.getConfig(QStringLiteral("developerModeEnabled"), false, &strategy).toBool())
+        if (developerModeStored())
             return true; // the developer mode comes back and resumes from it
         why = QStringLiteral("the developer mode was left, but the host ended before the snapshot was "
                              "removed; its old values must not come back");
@@ -89,7 +91,7 @@ bool SnapshotGuard::checkAtStart(bool setAside, QString *error, QString *notice)
     return true;
 }
 
-QString SnapshotGuard::setAsideNow(QString *error)
+QString SnapshotKeeper::setAsideNow(QString *error)
 {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     const QString dir = QFileInfo(snapshotFile()).absolutePath();
@@ -105,7 +107,31 @@ QString SnapshotGuard::setAsideNow(QString *error)
     return base + QStringLiteral(".json");
 }
 
-void SnapshotGuard::bind()
+void SnapshotKeeper::restoreAnnounced(int unstoredWrites)
+{
+    m_kept = unstoredWrites > 0 ? read() : QByteArray();
+}
+
+bool SnapshotKeeper::developerModeSwitched(bool on)
+{
+    const QByteArray kept = std::exchange(m_kept, QByteArray());
+    // Put back only when the leave's own "false" did not land either: then
+    // none of its restore did (it is stored as a whole or not at all).
+    if (!on && !kept.isEmpty() && !exists() && developerModeStored() && restore(kept)) {
+        qCWarning(lcHostBus,
+                  "the developer mode was left but its restore was not stored; its snapshot %s "
+                  "is kept, and the developer mode comes back at the next start",
+                  qUtf8Printable(snapshotFile()));
+        return true;
+    }
+    if (on)
+        bind();
+    else
+        release();
+    return on;
+}
+
+void SnapshotKeeper::bind()
 {
     QDir().mkpath(QFileInfo(ownerFile()).absolutePath());
     if (!writeWhole(ownerFile(), m_database.toUtf8() + '\n'))
@@ -113,24 +139,24 @@ void SnapshotGuard::bind()
                   qUtf8Printable(ownerFile()));
 }
 
-void SnapshotGuard::release()
+void SnapshotKeeper::release()
 {
     if (!exists())
         QFile::remove(ownerFile());
 }
 
-bool SnapshotGuard::exists() const
+bool SnapshotKeeper::exists() const
 {
     return QFileInfo(snapshotFile()).isFile();
 }
 
-QByteArray SnapshotGuard::read() const
+QByteArray SnapshotKeeper::read() const
 {
     QFile file(snapshotFile());
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-bool SnapshotGuard::restore(const QByteArray &bytes)
+bool SnapshotKeeper::restore(const QByteArray &bytes)
 {
     return writeWhole(snapshotFile(), bytes);
 }
