@@ -1,5 +1,7 @@
 #include "ScriptStep.h"
 
+#include "StoredJson.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
@@ -156,7 +158,8 @@ ScriptStep ScriptStep::parse(const QByteArray &line, QString *error)
             step.kind = rule.kind;
         return step;
     }
-    *error = QStringLiteral("unknown step \"%1\"").arg(name);
+    // Quoted as JSON: a name with an escaped line break stays on the error's one line.
+    *error = QStringLiteral("unknown step %1").arg(QString::fromUtf8(StoredJson::text(QJsonValue(name))));
     return step;
 }
 
