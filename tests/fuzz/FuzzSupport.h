@@ -13,9 +13,9 @@
 #include <QJsonDocument>
 #include <QString>
 
+#include <sanitizer/common_interface_defs.h>
 #include <sqlite3.h>
 
-#include <cstdio>
 #include <cstdlib>
 
 namespace Fuzz {
@@ -23,7 +23,8 @@ namespace Fuzz {
 inline void check(bool ok, const char *promise)
 {
     if (!ok) {
-        std::fprintf(stderr, "fuzz: broken promise: %s\n", promise);
+        // Where the sanitizers report, which libFuzzer keeps when it closes stderr.
+        __sanitizer_report_error_summary((QByteArray("fuzz: broken promise: ") + promise).constData());
         std::abort();
     }
 }

@@ -28,7 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     QJsonParseError error;
     const QJsonObject out = QJsonDocument::fromJson(line, &error).object();
     Fuzz::check(error.error == QJsonParseError::NoError, "a bus line is JSON");
-    Fuzz::check(out.value(in.isObject() ? QStringLiteral("param") : QStringLiteral("eval")) == sent,
+    // Compared as variants: Qt 5.15 sorts an object's keys that hold U+0000
+    // by where they were inserted, so equal objects can differ as QJsonObjects.
+    Fuzz::check(out.value(in.isObject() ? "param" : "eval").toVariant() == sent.toVariant(),
                 "a message reads back as it went in");
     return 0;
 }
