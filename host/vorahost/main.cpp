@@ -36,15 +36,13 @@ int main(int argc, char **argv)
     // display the platform plug-in would abort with a message that does not
     // say what to do.
     HostOptions options;
-    QString error;
-    QString help;
-    if (!HostOptions::parse(rawArguments(argc, argv), &options, &error, &help)) {
-        std::fprintf(stderr, "vorahost: %s (see --help)\n", qUtf8Printable(error));
-        return 2;
-    }
-    if (!help.isEmpty()) {
-        std::fputs(qUtf8Printable(help), stdout);
-        return 0;
+    QString out;
+    QString err;
+    const int exitNow = HostOptions::parse(rawArguments(argc, argv), &options, &out, &err);
+    if (exitNow >= 0) {
+        std::fputs(qUtf8Printable(out), stdout);
+        std::fputs(qUtf8Printable(err), stderr);
+        return exitNow;
     }
 
     if (options.isReplay()) {

@@ -120,8 +120,7 @@ bool HostApplication::start()
                     this, [this] { quit(0); }, Qt::QueuedConnection);
         });
     } else if (m_options.isScripted()) {
-        m_script = std::make_unique<ScriptRunner>(&m_router);
-        m_script->setInspector(m_inspector.get());
+        m_script = std::make_unique<ScriptRunner>(&m_router, m_inspector.get());
         if (!m_script->open(m_options.scriptFile, &error)) {
             std::fprintf(stderr, "vorahost: %s\n", qUtf8Printable(error));
             return false;

@@ -1,154 +1,148 @@
 #include "HostOptions.h"
 
+#include "ScriptStep.h"
+
 #include <QCommandLineParser>
 
-bool HostOptions::parse(const QStringList &arguments, HostOptions *options, QString *error, QString *helpText)
-{
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-            QStringLiteral("Stand-in of the scanner host: loads libApplicationTools and runs its bus."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
-    const QCommandLineOption db(QStringLiteral("db"),
-                                QStringLiteral("Configuration database (default "
-                                               "<exe dir>/../Resources/res/config.db)."),
-                                QStringLiteral("FILE"));
-    const QCommandLineOption plugin(QStringLiteral("plugin"),
-                                    QStringLiteral("Plug-in to load (default "
-                                                   "<exe dir>/../plugins/libApplicationTools.so)."),
-                                    QStringLiteral("FILE"));
-    const QCommandLineOption script(QStringLiteral("script"),
-                                    QStringLiteral("Run a script of JSON lines ('-' for standard "
-                                                   "input) and exit."),
-                                    QStringLiteral("FILE"));
-    const QCommandLineOption trace(QStringLiteral("trace"),
-                                   QStringLiteral("Print the bus messages on standard output."));
-    const QCommandLineOption version(QStringLiteral("version"),
-                                     QStringLiteral("Show the version of vorahost and of Qt."));
-    const QCommandLineOption journal(QStringLiteral("journal"),
-                                     QStringLiteral("Append every write to the configuration database to "
-                                                    "FILE, one JSON line each."),
-                                     QStringLiteral("FILE"));
-    const QCommandLineOption replay(QStringLiteral("replay"),
-                                    QStringLiteral("Compare a journal's values with the database, print "
-                                                   "the differences and exit."),
-                                    QStringLiteral("FILE"));
-    const QCommandLineOption apply(QStringLiteral("apply"),
-                                   QStringLiteral("With --replay: write the differences."));
-    const QCommandLineOption noPlugin(QStringLiteral("no-plugin"),
-                                      QStringLiteral("Run the host without loading a plug-in."));
-    const QCommandLineOption setAside(QStringLiteral("set-aside-snapshot"),
-                                      QStringLiteral("Move a pending developer-mode snapshot to a backup."));
-    QCommandLineOption benchStartup(QStringLiteral("bench-startup"));
-    benchStartup.setFlags(QCommandLineOption::HiddenFromHelp);
-    QCommandLineOption peakMemory(QStringLiteral("report-peak-memory"));
-    peakMemory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, version, db, plugin, script, trace, journal, replay, apply, noPlugin, setAside,
-                       benchStartup, peakMemory});
+namespace {
 
-    if (!parser.parse(arguments)) {
-        *error = parser.errorText();
-        return false;
-    }
-    const QStringList positional = parser.positionalArguments();
-    if (!positional.isEmpty()) {
-        *error = QStringLiteral("unexpected argument '%1'").arg(positional.constFirst());
-        return false;
-    }
-    if (parser.isSet(help)) {
-        // QCommandLineParser::helpText() needs a QCoreApplication, which
-        // does not exist yet at this point.
-        *helpText = usage();
-        return true;
-    }
-    if (parser.isSet(version)) {
-        *helpText = versionText();
-        return true;
-    }
-    options->databaseFile = parser.value(db);
-    options->pluginFile = parser.value(plugin);
-    options->scriptFile = parser.value(script);
-    options->trace = parser.isSet(trace);
-    options->journalFile = parser.value(journal);
-    options->replayFile = parser.value(replay);
-    options->apply = parser.isSet(apply);
-    options->noPlugin = parser.isSet(noPlugin);
-    options->setAsideSnapshot = parser.isSet(setAside);
-    options->benchStartup = parser.isSet(benchStartup);
-    options->reportPeakMemory = parser.isSet(peakMemory);
-    if (parser.isSet(db) && options->databaseFile.isEmpty()) {
-        *error = QStringLiteral("--db needs a file name");
-        return false;
-    }
-    if (parser.isSet(script) && options->scriptFile.isEmpty()) {
-        *error = QStringLiteral("--script needs a file name or '-'");
-        return false;
-    }
-    for (const QCommandLineOption *option : {&journal, &replay}) {
-        if (parser.isSet(*option) && parser.value(*option).isEmpty()) {
-            *error = QStringLiteral("--%1 needs a file name").arg(option->names().constFirst());
-            return false;
-        }
-    }
-    if (options->apply && !options->isReplay()) {
-        *error = QStringLiteral("--apply goes with --replay FILE");
-        return false;
-    }
-    if (options->isReplay()
-        && (options->isScripted() || options->trace || !options->journalFile.isEmpty() || options->noPlugin
-            || options->setAsideSnapshot)) {
-        *error = QStringLiteral("--replay runs on its own, with --db and --apply only");
-        return false;
-    }
-    return true;
+// Every option once: the parser and the --help text are made from this table,
+// in this order.
+struct Option
+{
+    const char *names; // separated by ',', the long name last
+    const char *valueName; // null for a switch
+    QString HostOptions::*value;
+    bool HostOptions::*isSet;
+    const char *whenEmpty; // the error for an empty value; null where empty means the default
+    const char *help; // lines separated by '\n'; null keeps the option out of --help
+};
+
+const Option kOptions[] = {
+        {"db", "FILE", &HostOptions::databaseFile, nullptr, "needs a file name",
+         "configuration database (default <exe dir>/../Resources/res/config.db;\n"
+         "made from the shipped sample when missing)"},
+        {"plugin", "FILE", &HostOptions::pluginFile, nullptr, nullptr,
+         "plug-in to load (default <exe dir>/../plugins/libApplicationTools.so)"},
+        {"script", "FILE", &HostOptions::scriptFile, nullptr, "needs a file name or '-'",
+         "run a script of JSON lines ('-' for standard input) and exit"},
+        {"trace", nullptr, nullptr, &HostOptions::trace, nullptr,
+         "print the bus messages on standard output (interactive use)"},
+        {"journal", "FILE", &HostOptions::journalFile, nullptr, "needs a file name",
+         "append every write to the configuration database to FILE, one JSON\n"
+         "line each: time, by (plugin, page, host), table, key, old, new, ok"},
+        {"replay", "FILE", &HostOptions::replayFile, nullptr, "needs a file name",
+         "print where the journal's last values differ from the database, exit"},
+        {"apply", nullptr, nullptr, &HostOptions::apply, nullptr,
+         "with --replay: write those values, in one transaction"},
+        {"no-plugin", nullptr, nullptr, &HostOptions::noPlugin, nullptr, "run the host without a plug-in"},
+        {"set-aside-snapshot", nullptr, nullptr, &HostOptions::setAsideSnapshot, nullptr,
+         "move a pending developer-mode snapshot (<exe dir>/../Resources/ScanSets/\n"
+         "developer_mode_temp.json) to developer_mode_temp-<date>-<time>.json\n"
+         "before starting; needed when it belongs to another database, which\n"
+         "vorahost otherwise refuses (exit 1)"},
+        {"version", nullptr, nullptr, nullptr, nullptr, "show the version of vorahost and of Qt"},
+        {"h,help", nullptr, nullptr, nullptr, nullptr, "show this help"},
+        {"bench-startup", nullptr, nullptr, &HostOptions::benchStartup, nullptr, nullptr},
+        {"report-peak-memory", nullptr, nullptr, &HostOptions::reportPeakMemory, nullptr, nullptr},
+};
+
+QString longName(const Option &option)
+{
+    return QString::fromLatin1(option.names).section(QLatin1Char(','), -1);
 }
 
-QString HostOptions::versionText()
+// A row of --help: the label, and the text in a column from indent on (below
+// the label where it does not fit before).
+QString helpRow(const QString &label, int indent, const QString &text)
 {
-    return QStringLiteral("vorahost %1, Qt %2\n")
-            .arg(QStringLiteral(VORA_VERSION), QString::fromLatin1(qVersion()));
+    const QString margin(indent, QLatin1Char(' '));
+    const QString start = label.size() + 3 > indent ? QStringLiteral("  %1\n%2").arg(label, margin)
+                                                    : QStringLiteral("  ") + label.leftJustified(indent - 2);
+    return start + QString(text).replace(QLatin1Char('\n'), QLatin1Char('\n') + margin) + QLatin1Char('\n');
 }
 
-QString HostOptions::usage()
+QString usage()
 {
-    return QStringLiteral(
+    QString text = QStringLiteral(
             "Usage: vorahost [--db FILE] [--plugin FILE] [--script FILE|-] [--trace] [--journal FILE]\n"
             "                [--no-plugin] [--version] [--set-aside-snapshot]\n"
             "       vorahost --replay JOURNAL [--db FILE] [--apply]\n"
             "Stand-in of the scanner host: loads libApplicationTools and runs its bus.\n"
-            "\n"
-            "  --db FILE        configuration database (default <exe dir>/../Resources/res/config.db;\n"
-            "                   made from the shipped sample when missing)\n"
-            "  --plugin FILE    plug-in to load (default <exe dir>/../plugins/libApplicationTools.so)\n"
-            "  --script FILE    run a script of JSON lines ('-' for standard input) and exit\n"
-            "  --trace          print the bus messages on standard output (interactive use)\n"
-            "  --journal FILE   append every write to the configuration database to FILE, one JSON\n"
-            "                   line each: time, by (plugin, page, host), table, key, old, new, ok\n"
-            "  --replay FILE    print where the journal's last values differ from the database, exit\n"
-            "  --apply          with --replay: write those values, in one transaction\n"
-            "  --no-plugin      run the host without a plug-in\n"
-            "  --set-aside-snapshot\n"
-            "                   move a pending developer-mode snapshot (<exe dir>/../Resources/ScanSets/\n"
-            "                   developer_mode_temp.json) to developer_mode_temp-<date>-<time>.json\n"
-            "                   before starting; needed when it belongs to another database, which\n"
-            "                   vorahost otherwise refuses (exit 1)\n"
-            "  --version        show the version of vorahost and of Qt\n"
-            "  -h, --help       show this help\n"
-            "\n"
-            "Script steps, one JSON object per line (blank lines and lines starting with # skipped):\n"
-            "  {\"deliver\": {...}}                              a parameter map to the plug-in\n"
-            "  {\"wait\": N}                                     run the event loop N ms\n"
-            "  {\"eval\": {\"window\": T, \"js\": EXPR}}             prints {\"eval\": value}\n"
-            "  {\"click\": {\"window\": T, \"x\": X, \"y\": Y}}        left click\n"
-            "  {\"close\": T}                                    close as the window frame would\n"
-            "  {\"screenshot\": {\"window\": T, \"file\": PATH}}     save the window as PNG\n"
-            "  {\"inspect\": \"devmode\"}                          prints the developer mode's settings\n"
-            "  {\"revert\": KEY}                                 a setting back to its entry value "
-            "(\"all\":\n"
-            "                                                  every changed one); needs its window open\n"
-            "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus message,\n"
-            "{\"eval\": value} per eval and {\"inspect\": [...]} per inspect. Exit 0 at the end, 2 for a\n"
-            "bad line (named on stderr: also a line over 1 MiB or an eval running over 5 s), 1 when the\n"
-            "plug-in, the database (missing tables, damaged) or the snapshot (another database's)\n"
-            "cannot be used.\n");
+            "\n");
+    for (const Option &option : kOptions) {
+        if (!option.help)
+            continue;
+        QStringList names = QString::fromLatin1(option.names).split(QLatin1Char(','));
+        for (QString &name : names)
+            name.prepend(QLatin1String(name.size() == 1 ? "-" : "--"));
+        const QString value = option.valueName ? QLatin1Char(' ') + QLatin1String(option.valueName)
+                                               : QString();
+        text += helpRow(names.join(QLatin1String(", ")) + value, 19, QString::fromUtf8(option.help));
+    }
+    text += QStringLiteral(
+            "\nScript steps, one JSON object per line (blank lines and lines starting with # skipped):\n");
+    for (const auto &step : ScriptStep::usage())
+        text += helpRow(step.first, 50, step.second);
+    return text
+            + QStringLiteral(
+                    "Standard output: {\"from\": \"host\"|\"plugin\"|\"page\", \"param\": {...}} per bus "
+                    "message,\n"
+                    "{\"eval\": value} per eval and {\"inspect\": [...]} per inspect. Exit 0 at the end, 2 "
+                    "for a\n"
+                    "bad line (named on stderr: also a line over 1 MiB or an eval running over 5 s), 1 when "
+                    "the\n"
+                    "plug-in, the database (missing tables, damaged) or the snapshot (another database's)\n"
+                    "cannot be used.\n");
+}
+
+// A bad command line: the line for standard error, and exit code 2.
+int badCommandLine(const QString &reason, QString *err)
+{
+    *err = QStringLiteral("vorahost: %1 (see --help)\n").arg(reason);
+    return 2;
+}
+
+} // namespace
+
+int HostOptions::parse(const QStringList &arguments, HostOptions *options, QString *out, QString *err)
+{
+    QCommandLineParser parser;
+    for (const Option &option : kOptions) {
+        parser.addOption({QString::fromLatin1(option.names).split(QLatin1Char(',')),
+                          QString::fromUtf8(option.help), QString::fromLatin1(option.valueName)});
+    }
+    if (!parser.parse(arguments))
+        return badCommandLine(parser.errorText(), err);
+    const QStringList positional = parser.positionalArguments();
+    if (!positional.isEmpty())
+        return badCommandLine(QStringLiteral("unexpected argument '%1'").arg(positional.constFirst()), err);
+    if (parser.isSet(QStringLiteral("help"))) {
+        // QCommandLineParser::helpText() needs a QCoreApplication, which
+        // does not exist yet at this point.
+        *out = usage();
+        return 0;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        *out = QStringLiteral("vorahost %1, Qt %2\n")
+                       .arg(QStringLiteral(VORA_VERSION), QString::fromLatin1(qVersion()));
+        return 0;
+    }
+    for (const Option &option : kOptions) {
+        const QString name = longName(option);
+        if (option.isSet)
+            options->*option.isSet = parser.isSet(name);
+        if (!option.value)
+            continue;
+        options->*option.value = parser.value(name);
+        if (option.whenEmpty && parser.isSet(name) && parser.value(name).isEmpty())
+            return badCommandLine(QStringLiteral("--%1 %2").arg(name, QLatin1String(option.whenEmpty)), err);
+    }
+    if (options->apply && !options->isReplay())
+        return badCommandLine(QStringLiteral("--apply goes with --replay FILE"), err);
+    if (options->isReplay()
+        && (options->isScripted() || options->trace || !options->journalFile.isEmpty() || options->noPlugin
+            || options->setAsideSnapshot))
+        return badCommandLine(QStringLiteral("--replay runs on its own, with --db and --apply only"), err);
+    return -1;
 }

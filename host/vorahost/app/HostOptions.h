@@ -21,13 +21,11 @@ struct HostOptions
     bool isScripted() const { return !scriptFile.isEmpty(); }
     bool isReplay() const { return !replayFile.isEmpty(); }
 
-    // The --help text.
-    static QString usage();
-    // The --version text: the project's version and the Qt version in use.
-    static QString versionText();
-
-    // Parses arguments (argv including the program name). On a bad command
-    // line returns false and sets error to one line; --help and --version set
-    // helpText, the text to print before leaving.
-    static bool parse(const QStringList &arguments, HostOptions *options, QString *error, QString *helpText);
+    // Reads the command line (argv including the program name), from one
+    // table of options that also makes the --help text (options: see
+    // docs/vorahost.md). Returns -1 with options set when the host is to
+    // start; otherwise the exit code to leave with at once, with the text for
+    // standard output (--help, --version: 0) or standard error (a bad command
+    // line: 2).
+    static int parse(const QStringList &arguments, HostOptions *options, QString *out, QString *err);
 };

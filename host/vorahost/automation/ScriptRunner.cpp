@@ -3,21 +3,34 @@
 #include "BusJson.h"
 #include "BusRouter.h"
 #include "HostLogging.h"
+#include "ScriptStep.h"
 #include "SettingsInspector.h"
 #include "WindowDriver.h"
 
-#include <QJsonDocument>
-#include <QJsonParseError>
 #include <QQuickWindow>
 #include <QSocketNotifier>
 #include <QTimer>
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 #include <unistd.h>
 
-ScriptRunner::ScriptRunner(BusRouter *router, QObject *parent) : QObject(parent), m_router(router)
+namespace {
+
+QQuickWindow *openWindow(const QString &title, QString *error)
+{
+    QQuickWindow *found = WindowDriver::find(title);
+    if (!found)
+        *error = QStringLiteral("no open window titled \"%1\"").arg(title);
+    return found;
+}
+
+} // namespace
+
+ScriptRunner::ScriptRunner(BusRouter *router, SettingsInspector *inspector, QObject *parent)
+    : QObject(parent), m_router(router), m_inspector(inspector)
 { }
 
 ScriptRunner::~ScriptRunner() = default;
@@ -70,7 +83,7 @@ void ScriptRunner::start()
     });
 }
 
-bool ScriptRunner::readLine(QString *line, bool *tooLong)
+bool ScriptRunner::readLine(QByteArray *line, bool *tooLong)
 {
     QByteArray bytes;
     if (m_fromStdin) {
@@ -94,29 +107,20 @@ bool ScriptRunner::readLine(QString *line, bool *tooLong)
         *tooLong = true;
         return false;
     }
-    *line = QString::fromUtf8(bytes).trimmed();
+    line->swap(bytes);
     return true;
 }
 
 void ScriptRunner::next()
 {
-    QString line;
+    QByteArray line;
     bool tooLong = false;
     while (readLine(&line, &tooLong)) {
-        if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
-            continue;
-        QJsonParseError parseError;
-        const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8(), &parseError);
-        if (parseError.error != QJsonParseError::NoError) {
-            fail(QStringLiteral("not valid JSON (%1)").arg(parseError.errorString()));
-            return;
-        }
-        if (!document.isObject()) {
-            fail(QStringLiteral("a step must be a JSON object"));
-            return;
-        }
         QString error;
-        const int waitMs = runStep(document.object(), &error);
+        const ScriptStep step = ScriptStep::parse(line, &error);
+        if (step.kind == ScriptStep::Blank)
+            continue;
+        const int waitMs = step.kind == ScriptStep::Invalid ? -1 : runStep(step, &error);
         if (waitMs < 0) {
             fail(error);
             return;
@@ -136,147 +140,102 @@ void ScriptRunner::next()
     emit finished(0);
 }
 
-int ScriptRunner::runStep(const QJsonObject &step, QString *error)
+int ScriptRunner::runStep(const ScriptStep &step, QString *error)
 {
-    if (step.size() != 1) {
-        *error = QStringLiteral(
-                "a step has exactly one name (deliver, wait, eval, click, close, screenshot, inspect, "
-                "revert)");
-        return -1;
-    }
-    const QString name = step.constBegin().key();
-    const QJsonValue arg = step.constBegin().value();
-
-    auto window = [&](const QString &title) -> QQuickWindow * {
-        QQuickWindow *found = WindowDriver::find(title);
-        if (!found)
-            *error = QStringLiteral("no open window titled \"%1\"").arg(title);
-        return found;
+    using Handler = int (ScriptRunner::*)(const ScriptStep &, QString *);
+    static const std::pair<ScriptStep::Kind, Handler> handlers[] = {
+            {ScriptStep::Deliver, &ScriptRunner::deliver},
+            {ScriptStep::Wait, &ScriptRunner::wait},
+            {ScriptStep::Eval, &ScriptRunner::eval},
+            {ScriptStep::Click, &ScriptRunner::click},
+            {ScriptStep::Close, &ScriptRunner::close},
+            {ScriptStep::Screenshot, &ScriptRunner::screenshot},
+            {ScriptStep::Inspect, &ScriptRunner::inspect},
+            {ScriptStep::Revert, &ScriptRunner::revert},
     };
-    auto needString = [&](const QJsonObject &object, const char *key, QString *out) {
-        const QJsonValue value = object.value(QLatin1String(key));
-        if (!value.isString()) {
-            *error = QStringLiteral("%1 needs \"%2\" as a string").arg(name, QLatin1String(key));
-            return false;
-        }
-        *out = value.toString();
-        return true;
-    };
-    auto needNumber = [&](const QJsonObject &object, const char *key, double *out) {
-        const QJsonValue value = object.value(QLatin1String(key));
-        if (!value.isDouble()) {
-            *error = QStringLiteral("%1 needs \"%2\" as a number").arg(name, QLatin1String(key));
-            return false;
-        }
-        *out = value.toDouble();
-        return true;
-    };
+    for (const auto &handler : handlers) {
+        if (handler.first == step.kind)
+            return (this->*handler.second)(step, error);
+    }
+    Q_UNREACHABLE();
+}
 
-    if (name == QLatin1String("deliver")) {
-        if (!arg.isObject()) {
-            *error = QStringLiteral("deliver needs a parameter map (a JSON object)");
-            return -1;
-        }
-        m_router->deliverToPlugin(arg.toObject().toVariantMap());
-        return 0;
-    }
-    if (name == QLatin1String("wait")) {
-        if (!arg.isDouble() || arg.toDouble() < 0 || arg.toDouble() > 3600000) {
-            *error = QStringLiteral("wait needs a number of milliseconds (0 to 3600000)");
-            return -1;
-        }
-        return int(arg.toDouble());
-    }
-    if (name == QLatin1String("close")) {
-        if (!arg.isString()) {
-            *error = QStringLiteral("close needs a window title");
-            return -1;
-        }
-        QQuickWindow *target = window(arg.toString());
-        if (!target)
-            return -1;
-        if (arg.toString() == QLatin1String("vorahost"))
-            std::fprintf(stderr,
-                         "vorahost: script line %d closes the main window: the host ends, and any steps "
-                         "after this line are not run\n",
-                         m_lineNumber);
-        WindowDriver::close(target);
-        return 0;
-    }
-    if (name == QLatin1String("inspect") && m_inspector) {
-        if (arg.toString() != QLatin1String("devmode")) {
-            *error = QStringLiteral("inspect takes \"devmode\"");
-            return -1;
-        }
-        m_inspector->refresh();
-        emit output(m_inspector->inspectLine());
-        return 0;
-    }
-    if (name == QLatin1String("revert") && m_inspector) {
-        if (!arg.isString()) {
-            *error = QStringLiteral("revert needs a setting key");
-            return -1;
-        }
-        m_inspector->refresh();
-        const QString reason = arg.toString() == QLatin1String("all")
-                ? m_inspector->revertAll()
-                : m_inspector->revertSetting(arg.toString());
-        if (!reason.isEmpty()) {
-            *error = QStringLiteral("cannot revert %1: %2").arg(arg.toString(), reason);
-            return -1;
-        }
-        return 0;
-    }
-    if (name != QLatin1String("eval") && name != QLatin1String("click")
-        && name != QLatin1String("screenshot")) {
-        *error = QStringLiteral("unknown step \"%1\"").arg(name);
-        return -1;
-    }
-    if (!arg.isObject()) {
-        *error = QStringLiteral("%1 needs a JSON object").arg(name);
-        return -1;
-    }
-    const QJsonObject object = arg.toObject();
-    QString title;
-    if (!needString(object, "window", &title))
-        return -1;
+int ScriptRunner::deliver(const ScriptStep &step, QString *)
+{
+    m_router->deliverToPlugin(step.message);
+    return 0;
+}
 
-    if (name == QLatin1String("eval")) {
-        QString js;
-        if (!needString(object, "js", &js))
-            return -1;
-        QQuickWindow *target = window(title);
-        if (!target)
-            return -1;
-        QString evalError;
-        const QVariant result = WindowDriver::evaluate(target, js, EvalTimeLimitMs, &evalError);
-        if (!evalError.isEmpty()) {
-            *error = QStringLiteral("eval failed: %1").arg(evalError);
-            return -1;
-        }
-        emit output(BusJson::evalLine(result));
-        return 0;
-    }
-    if (name == QLatin1String("click")) {
-        double x = 0;
-        double y = 0;
-        if (!needNumber(object, "x", &x) || !needNumber(object, "y", &y))
-            return -1;
-        QQuickWindow *target = window(title);
-        if (!target)
-            return -1;
-        WindowDriver::click(target, x, y);
-        return 0;
-    }
-    QString file;
-    if (!needString(object, "file", &file))
+int ScriptRunner::wait(const ScriptStep &step, QString *)
+{
+    return step.waitMs;
+}
+
+int ScriptRunner::eval(const ScriptStep &step, QString *error)
+{
+    QQuickWindow *target = openWindow(step.window, error);
+    if (!target)
         return -1;
-    QQuickWindow *target = window(title);
+    QString evalError;
+    const QVariant result = WindowDriver::evaluate(target, step.text, EvalTimeLimitMs, &evalError);
+    if (!evalError.isEmpty()) {
+        *error = QStringLiteral("eval failed: %1").arg(evalError);
+        return -1;
+    }
+    emit output(BusJson::evalLine(result));
+    return 0;
+}
+
+int ScriptRunner::click(const ScriptStep &step, QString *error)
+{
+    QQuickWindow *target = openWindow(step.window, error);
+    if (!target)
+        return -1;
+    WindowDriver::click(target, step.x, step.y);
+    return 0;
+}
+
+int ScriptRunner::close(const ScriptStep &step, QString *error)
+{
+    QQuickWindow *target = openWindow(step.window, error);
+    if (!target)
+        return -1;
+    if (step.window == QLatin1String("vorahost"))
+        std::fprintf(stderr,
+                     "vorahost: script line %d closes the main window: the host ends, and any steps "
+                     "after this line are not run\n",
+                     m_lineNumber);
+    WindowDriver::close(target);
+    return 0;
+}
+
+int ScriptRunner::screenshot(const ScriptStep &step, QString *error)
+{
+    QQuickWindow *target = openWindow(step.window, error);
     if (!target)
         return -1;
     QString shotError;
-    if (!WindowDriver::screenshot(target, file, &shotError)) {
-        *error = QStringLiteral("screenshot %1 failed: %2").arg(file, shotError);
+    if (!WindowDriver::screenshot(target, step.text, &shotError)) {
+        *error = QStringLiteral("screenshot %1 failed: %2").arg(step.text, shotError);
+        return -1;
+    }
+    return 0;
+}
+
+int ScriptRunner::inspect(const ScriptStep &, QString *)
+{
+    m_inspector->refresh();
+    emit output(m_inspector->inspectLine());
+    return 0;
+}
+
+int ScriptRunner::revert(const ScriptStep &step, QString *error)
+{
+    m_inspector->refresh();
+    const QString reason = step.text == QLatin1String("all") ? m_inspector->revertAll()
+                                                             : m_inspector->revertSetting(step.text);
+    if (!reason.isEmpty()) {
+        *error = QStringLiteral("cannot revert %1: %2").arg(step.text, reason);
         return -1;
     }
     return 0;

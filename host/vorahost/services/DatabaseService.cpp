@@ -237,7 +237,7 @@ struct DatabaseService::Outcome
     {
         Outcome outcome;
         outcome.refused = true;
-        outcome.reason = why;
+        outcome.reason = oneLine(why); // SQLite quotes a bad token whole, line breaks too
         return outcome;
     }
 };
