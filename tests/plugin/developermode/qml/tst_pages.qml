@@ -82,47 +82,9 @@ Item {
             }
         }
 
+        // One row per property: the golden description in layout.json.
         function test_layout_data() {
-            const rows = [["", "width", 600], ["", "height", 400], ["", "title", "开发者模式"],
-                ["", "background.color", "#434349"], ["", "header.width", 600],
-                ["tab0", "text", "基本配置"], ["tab1", "text", "设备相关"],
-                ["quitButton", "text", "退出开发者模式"], ["quitButton", "width", 600],
-                ["basicFlickable", "clip", true], ["deviceFlickable", "clip", true]];
-            for (const tab of ["basicFlickable", "deviceFlickable"]) {
-                for (const [side, padding] of [["left", 30], ["right", 30], ["top", 15], ["bottom", 15]])
-                    rows.push([tab + "/content/#0", side + "Padding", padding]);
-                rows.push([tab + "/content/#0", "contentItem.spacing", tab === "basicFlickable" ? 8 : 5]);
-            }
-            rows.push(["basicFlickable/content/#0/content/#1", "height", 1],
-                      ["basicFlickable/content/#0/content/#1", "color", "#30d8d8d8"],
-                      ["enableScanDistanceValue/content/#0", "color", "#ffffff"],
-                      ["enableSaveReadImage/arrow", "text", ">"], ["enableSaveReadImage/arrow", "color", "#ffffff"],
-                      ["enableScanDistanceValue/track", "implicitWidth", 40],
-                      ["enableScanDistanceValue/track", "implicitHeight", 20],
-                      ["enableScanDistanceValue/track", "radius", 10],
-                      ["enableScanDistanceValue/track", "color", "#0c0d0e"],
-                      ["enableSecondCameraWindow/track", "color", "#3ea2ff"],
-                      ["enableScanDistanceValue/knob", "width", 20], ["enableScanDistanceValue/knob", "height", 20],
-                      ["enableScanDistanceValue/knob", "color", "#ffffff"],
-                      ["enableScanDistanceValue/knob", "radius", 10], ["enableScanDistanceValue/knob", "x", 0],
-                      ["enableSecondCameraWindow/knob", "x", 20],
-                      ["enableSaveReadImage/content", "spacing", 8], ["enableSaveReadImage/childColumn", "spacing", 8],
-                      ["enableSaveReadImage/childColumn", "Layout.leftMargin", 30],
-                      ["section_1/content/#0", "color", "#ffffff"],
-                      ["section_1/weightField/parent/#0", "text", "权重:"],
-                      ["section_1/weightField/parent/#0", "color", "#ffffff"],
-                      ["section_1/weightField", "width", 80], ["section_1/weightField", "color", "#ffffff"],
-                      ["section_1/weightField", "background.color", "#50000000"],
-                      ["section_1/swatch", "width", 20], ["section_1/swatch", "height", 20],
-                      ["section_1/colorText", "color", "#000000"],
-                      ["rollbackFrame/content/#0", "color", "#ffffff"],
-                      ["rollbackFrame/valueField", "width", 120],
-                      ["rollbackFrame/valueField", "Layout.minimumWidth", 120],
-                      ["rollbackFrame/valueField", "Layout.maximumWidth", 120], ["rollbackFrame/valueField", "color", "#ffffff"],
-                      ["rollbackFrame/valueField", "horizontalAlignment", TextInput.AlignRight],
-                      ["rollbackFrame/valueField", "background.color", "#50000000"],
-                      ["every row", "fills the width", ""]);
-            return rows.map(r => ({tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2]}));
+            return $layout.map(r => ({tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2]}));
         }
 
         function test_layout(data) {
