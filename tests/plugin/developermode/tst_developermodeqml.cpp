@@ -66,11 +66,9 @@ public slots:
     void qmlEngineAvailable(QQmlEngine *engine)
     {
         engine->rootContext()->setContextProperty(QStringLiteral("$developerModeController"), &m_controller);
-        // The page's layout as data: [path, property, value] per row.
-        QFile layout(QStringLiteral(VORA_SOURCE_DIR "/tests/plugin/developermode/qml/layout.json"));
-        layout.open(QIODevice::ReadOnly);
-        engine->rootContext()->setContextProperty("$layout",
-                                                  QJsonDocument::fromJson(layout.readAll()).toVariant());
+        QFile tables(QStringLiteral(VORA_SOURCE_DIR "/tests/plugin/developermode/qml/tables.json"));
+        tables.open(QIODevice::ReadOnly);
+        engine->rootContext()->setContextProperty("$tables", QJsonDocument::fromJson(tables.readAll()).toVariant());
     }
 
 private:

@@ -82,9 +82,9 @@ Item {
             }
         }
 
-        // One row per property: the golden description in layout.json.
+        // One row per property: tables.json's "layout", [path, property, value].
         function test_layout_data() {
-            return $layout.map(r => ({tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2]}));
+            return $tables.layout.map(r => ({tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2]}));
         }
 
         function test_layout(data) {
@@ -101,29 +101,11 @@ Item {
             compare(String(value), String(data.value));
         }
 
-        // One row per row of the page: its title, the entry of config it
-        // shows, and what an edit calls, with the type of the value.
+        // tables.json's "rows", one per row of the page: its title, the entry
+        // of config it shows, and what an edit calls, with the type of the
+        // value; "also": the switches an edit switches off with it.
         function test_rows_data() {
-            const rows = [
-                {tag: "1", name: "enableScanDistanceValue", title: "扫描距离值"},
-                {tag: "2", name: "enableSecondCameraWindow", title: "视频流第二窗口"},
-                // Switching "读图存图" on (only on) switches its children off.
-                {tag: "3 on", name: "enableSaveReadImage", title: "读图存图", from: false,
-                 also: ["enableReadCaliImage", "enableSaveCaliImage", "enableReadScanImage", "enableSaveScanImage",
-                        "enableSaveScanImage_GrayPic", "enableSaveScanImage_ColorPic"]},
-                {tag: "3 off", name: "enableSaveReadImage", title: "读图存图"},
-                {tag: "3.1", name: "enableReadCaliImage", title: "标定读图", section: "enableSaveReadImage"},
-                {tag: "3.2", name: "enableSaveCaliImage", title: "标定存图", section: "enableSaveReadImage"},
-                {tag: "3.3", name: "enableReadScanImage", title: "扫描读图", section: "enableSaveReadImage"},
-                {tag: "3.4", name: "enableSaveScanImage", title: "扫描存图-总开关", section: "enableSaveReadImage"},
-                {tag: "3.5", name: "enableSaveScanImage_GrayPic", title: "扫描存图-黑白", section: "enableSaveReadImage"},
-                {tag: "3.6", name: "enableSaveScanImage_ColorPic", title: "扫描存图-纹理", section: "enableSaveReadImage"},
-                {tag: "4", name: "enablePseudoColor", title: "伪彩色"}];
-            for (let n = 1; n <= 6; ++n)
-                rows.push({tag: "4." + n, name: "section_" + n, title: "section-" + n, section: "enablePseudoColor", n: n});
-            rows.push({tag: "5", name: "rollbackFrame", title: "回退帧数"},
-                      {tag: "watermark", name: "enableWatermark", title: "开发者模式禁止演示水印", tab: 1});
-            return rows;
+            return $tables.rows;
         }
 
         function test_rows(data) {
