@@ -111,33 +111,21 @@ void tst_ApplicationToolsController::initTestCase()
     controller.deliver(showEditor(false));
 }
 
+static QJsonArray table(const char *name)
+{
+    return VoraTest::dataTable("plugin/applicationtoolscontroller.json", name).toArray();
+}
+
+// "metaObjects": class name, member ("class", "method N" or "property N"),
+// what it declares.
 void tst_ApplicationToolsController::metaObjects_data()
 {
     QTest::addColumn<QByteArray>("className");
-    QTest::addColumn<QString>("member"); // "class", "method N" or "property N"
+    QTest::addColumn<QString>("member");
     QTest::addColumn<QString>("declared");
-    auto row = [](const char *className, const char *member, const char *declared) {
-        QTest::addRow("%s %s", className, member) << QByteArray(className) << member << declared;
-    };
-    const char *none = "0 enums, 0 class infos, 0 constructors";
-    row("ApplicationToolsFactoryImp", "class",
-        qPrintable(QString("CommonLib::VoraFactory: 0 methods, 0 properties, ") + none));
-    row("ApplicationToolsController", "class",
-        qPrintable(QString("CommonLib::VoraQObject: 1 methods, 0 properties, ") + none));
-    row("ApplicationToolsController", "method 0",
-        "public signal void notifySubscribeData(QString topic, QString type, QString event, QVariantMap "
-        "param, "
-        "QString module)");
-    row("DeveloperModeController", "class", qPrintable(QString("QObject: 4 methods, 1 properties, ") + none));
-    row("DeveloperModeController", "method 0", "public signal void publish(QVariantMap param)");
-    row("DeveloperModeController", "method 1", "public signal void configChanged()");
-    row("DeveloperModeController", "method 2", "public method void updateValue(QString key, QVariant value)");
-    row("DeveloperModeController", "method 3", "public method void quitDeveloperMode()");
-    row("DeveloperModeController", "property 0",
-        "config QVariantMap read !write !reset designable script stored !user !constant final notify "
-        "configChanged");
-    row("ConfigEditorController", "class", qPrintable(QString("QObject: 1 methods, 0 properties, ") + none));
-    row("ConfigEditorController", "method 0", "public signal void publish(QVariantMap param)");
+    for (const QJsonValue r : table("metaObjects"))
+        QTest::addRow("%s %s", qPrintable(r[0].toString()), qPrintable(r[1].toString()))
+                << r[0].toString().toLatin1() << r[1].toString() << r[2].toString();
 }
 
 void tst_ApplicationToolsController::metaObjects()
@@ -195,12 +183,8 @@ void tst_ApplicationToolsController::restoresDeveloperModeAtStart_data()
 {
     QTest::addColumn<QString>("rows");
     QTest::addColumn<bool>("restored");
-    QTest::newRow("true as text") << StoredOn << true;
-    QTest::newRow("1") << "INSERT INTO config VALUES ('developerModeEnabled', 1, '');" << true;
-    QTest::newRow("false as text") << "INSERT INTO config VALUES ('developerModeEnabled', 'false', '');"
-                                   << false;
-    QTest::newRow("missing key") << QString() << false;
-    QTest::newRow("other table") << "INSERT INTO ui VALUES ('developerModeEnabled', 'true', '');" << false;
+    for (const QJsonValue r : table("restoresAtStart"))
+        QTest::newRow(qPrintable(r[0].toString())) << r[1].toString() << r[2].toBool();
 }
 
 void tst_ApplicationToolsController::restoresDeveloperModeAtStart()
@@ -214,42 +198,19 @@ void tst_ApplicationToolsController::restoresDeveloperModeAtStart()
     QCOMPARE(controller.child("DeveloperModeController") != nullptr, restored);
 }
 
+// "commands": tag, what exists before ("developer mode", "switched off",
+// "editor"), whether the developer mode publishes it rather than the host
+// delivering it, the message, and the outcome: published commands | handed
+// on | the developer mode | the editor | log lines.
 void tst_ApplicationToolsController::commands_data()
 {
-    QTest::addColumn<QString>("before"); // what exists: "developer mode", "switched off", "editor"
-    QTest::addColumn<bool>("fromDeveloperMode"); // published by it rather than delivered by the host
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<bool>("fromDeveloperMode");
     QTest::addColumn<QVariantMap>("param");
-    // Published commands | handed on | the developer mode | the editor | log lines
     QTest::addColumn<QString>("outcome");
-    auto row = [](const char *tag, const char *before, bool sub, const QVariantMap &param,
-                  const char *outcome) { QTest::newRow(tag) << before << sub << param << outcome; };
-    const QVariantMap query{{"cmd", "developerModeQuerySetting"}, {"key", "rollbackFrame"}};
-    row("on", "", false, enable(true), "developerModeEnabledChanged | 0 | new | none | 0");
-    row("on while on", "developer mode", false, enable(true), " | 0 | same | none | 0");
-    row("on as text while on", "developer mode", false, enable("true"), " | 0 | same | none | 0");
-    row("off without enabled", "developer mode", false, enable(QVariant()),
-        "developerModeSettingChanged:all,developerModeEnabledChanged | 0 | deleted later | none | 0");
-    row("off while off", "", false, enable(false), " | 0 | none | none | 0");
-    row("on while leaving", "switched off", false, enable(true),
-        "developerModeEnabledChanged | 0 | new | none | 0");
-    row("editor", "", false, showEditor(true), " | 0 | none | new | 1");
-    row("editor while open", "editor", false, showEditor(true), " | 0 | none | same | 0");
-    row("editor closed without visible", "editor", false, showEditor(QVariant()),
-        " | 0 | none | deleted | 0");
-    row("editor closed while none", "", false, showEditor(false), " | 0 | none | none | 0");
-    row("no module", "", false, {{"cmd", "showDeveloperModeView"}}, " | 1 | none | none | 0");
-    row("module", "", false, {{"cmd", "x"}, {"module", "DeveloperMode"}}, " | 1 | none | none | 0");
-    row("no cmd", "", false, {{"module", "scan"}, {"value", 3}}, " | 1 | none | none | 0");
-    row("cmd case differs", "", false, {{"cmd", "EnableDeveloperMode"}, {"enabled", true}},
-        " | 1 | none | none | 0");
-    row("numeric module", "", false, {{"cmd", "y"}, {"module", 7}}, " | 1 | none | none | 0");
-    row("developer mode: foreign command", "developer mode", true, query,
-        "developerModeQuerySetting | 0 | same | none | 0");
-    row("developer mode: no cmd", "developer mode", true, {{"key", "x"}}, " | 0 | same | none | 0");
-    row("developer mode: close editor", "developer mode editor", true, showEditor(false),
-        " | 0 | same | deleted | 0");
-    row("developer mode: switch off", "developer mode", true, enable(false),
-        "developerModeSettingChanged:all,developerModeEnabledChanged | 0 | deleted later | none | 0");
+    for (const QJsonValue r : table("commands"))
+        QTest::newRow(qPrintable(r[0].toString()))
+                << r[1].toString() << r[2].toBool() << r[3].toObject().toVariantMap() << r[4].toString();
 }
 
 // The handler table after start-up: its two commands switch their

@@ -247,31 +247,18 @@ void tst_DeveloperModeController::valueForms_data()
     // "IRSpeckle."); "-": a setting with no row; "unknown": a key the map
     // does not hold.
     QTest::addColumn<QString>("written");
-    const auto add = [](const char *key, const QVariant &value, const char *written) {
-        QTest::addRow("%s %s", key, qPrintable(value.toString())) << key << value << written;
-    };
-    add("enableReadCaliImage", true, "calibration|readPicMod|1|integer");
-    add("enableReadCaliImage", false, "calibration|readPicMod|0|integer");
-    add("enableSaveCaliImage", true, "calibration|calibSavePic|true|text");
-    add("enableSecondCameraWindow", false, "ui|cameraVideo.E7.needRightCamera|false|text");
-    add("enableSaveScanImage", 2, "scan|If_Save_Pic|1|integer");
-    add("enableSaveScanImage_GrayPic", true, "scan|If_Save_GrayPic|1|integer");
-    add("enableSaveScanImage_ColorPic", "false", "scan|If_Save_ColorPic|0|integer");
-    add("enableReadScanImage", true, "scan|If_Read_Pic|1|integer");
-    add("enableWatermark", false, "config|watermarkEnabled|false|text");
-    add("pseudo_color_bound_2", QColor(255, 128, 0, 10), "scan|pseudo_color_bound_2|255,128,0|text");
-    add("pseudo_color_bound_3", "#0000ff", "scan|pseudo_color_bound_3|0,0,255|text");
-    add("pseudo_color_bound_4", "no colour", "scan|pseudo_color_bound_4|0,0,0|text");
-    add("pseudo_color_section_4", 37, "scan|pseudo_color_section_4|37|integer");
-    add("pseudo_color_section_5", 2.5, "scan|pseudo_color_section_5|2.5|real");
-    add("pseudo_color_section_6", "12", "scan|pseudo_color_section_6|12|text");
-    add("pseudo_color_bound_section_9", 3, "scan|pseudo_color_bound_section_9|3|integer");
-    add("pseudo_color_x", 5, "-");
-    add("rollbackFrame", 5, "-");
-    add("enablePseudoColor", false, "-");
-    add("enableScanDistanceValue", true, "-");
-    add("EnableWatermark", false, "unknown");
-    add("", 1, "unknown");
+    // "valueForms": key, "type value" sent, the row written.
+    for (const QJsonValue r : table("valueForms")) {
+        const QString type = r[1].toString().section(' ', 0, 0), text = r[1].toString().section(' ', 1);
+        QVariant value(text);
+        if (type == "QColor")
+            value = QColor(text.section(',', 0, 0).toInt(), text.section(',', 1, 1).toInt(),
+                           text.section(',', 2, 2).toInt(), text.section(',', 3, 3).toInt());
+        else
+            value.convert(QMetaType::type(type.toLatin1()));
+        QTest::addRow("%s %s", qPrintable(r[0].toString()), qPrintable(value.toString()))
+                << r[0].toString() << value << r[2].toString();
+    }
 }
 
 void tst_DeveloperModeController::valueForms()
