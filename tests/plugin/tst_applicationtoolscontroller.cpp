@@ -1,12 +1,11 @@
 // The controller the host creates, through the real plug-in: its start-up
-// timer, the meta-objects QML and the host see, dispatch through its handler
-// table, hand-on to the sub-controllers and forwarding of their messages.
+// timer, dispatch through its handler table, hand-on to the sub-controllers
+// and forwarding of their messages.
 
 #include "LogCollector.h"
 #include "PluginHarness.h"
 
 #include <QElapsedTimer>
-#include <QMetaMethod>
 #include <QtTest>
 
 namespace {
@@ -36,41 +35,6 @@ QList<QVariantMap> enabledChanged(bool on)
     return {{{"cmd", "developerModeEnabledChanged"}, {"enabled", on}}};
 }
 
-// A class by its base and the members it adds; a method by access, kind,
-// result and signature with parameter names; a property by type and flags.
-QString describe(const QMetaObject *mo, const QString &member)
-{
-    const int index = member.section(' ', 1).toInt();
-    if (member.startsWith("method")) {
-        const QMetaMethod m = mo->method(mo->methodOffset() + index);
-        QStringList parameters;
-        for (int i = 0; i < m.parameterCount(); ++i)
-            parameters << m.parameterTypes().at(i) + ' ' + m.parameterNames().at(i);
-        const char *access[] = {"private", "protected", "public"}, *kind[] = {"method", "signal", "slot", ""};
-        return QStringLiteral("%1 %2 %3 %4(%5)")
-                .arg(access[m.access()], kind[m.methodType()], m.typeName(), m.name(), parameters.join(", "));
-    }
-    if (member.startsWith("property")) {
-        const QMetaProperty p = mo->property(mo->propertyOffset() + index);
-        const bool flags[] = {p.isReadable(),   p.isWritable(),   p.isResettable(),
-                              p.isDesignable(), p.isScriptable(), p.isStored(),
-                              p.isUser(),       p.isConstant(),   p.isFinal()};
-        const char *names[] = {"read",   "write", "reset",    "designable", "script",
-                               "stored", "user",  "constant", "final"};
-        QStringList words{p.name(), p.typeName()};
-        for (int i = 0; i < 9; ++i)
-            words << (flags[i] ? "" : "!") + QString(names[i]);
-        return words.join(' ') + " notify " + p.notifySignal().name();
-    }
-    return QStringLiteral("%1: %2 methods, %3 properties, %4 enums, %5 class infos, %6 constructors")
-            .arg(mo->superClass()->className())
-            .arg(mo->methodCount() - mo->methodOffset())
-            .arg(mo->propertyCount() - mo->propertyOffset())
-            .arg(mo->enumeratorCount() - mo->enumeratorOffset())
-            .arg(mo->classInfoCount() - mo->classInfoOffset())
-            .arg(mo->constructorCount());
-}
-
 } // namespace
 
 class tst_ApplicationToolsController : public QObject
@@ -78,9 +42,6 @@ class tst_ApplicationToolsController : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void metaObjects_data();
-    void metaObjects();
     void startsTenMillisecondsAfterItIsMade();
     void destroyedBeforeItsStartRunsNothing();
     void restoresDeveloperModeAtStart_data();
@@ -89,52 +50,11 @@ private slots:
     void commands();
     void oneOfEachPerProcess_data();
     void oneOfEachPerProcess();
-
-private:
-    QHash<QByteArray, const QMetaObject *> m_metaObjects;
 };
-
-void tst_ApplicationToolsController::initTestCase()
-{
-    // The meta-objects of the classes built into the plug-in, read from live
-    // objects; they stay valid while the plug-in is loaded.
-    VoraTest::TempDatabase db(Schema);
-    VoraTest::Controller controller;
-    QVERIFY2(controller.isValid() && controller.waitUntilStarted(), qPrintable(controller.errorString()));
-    controller.deliver(enable(true));
-    controller.deliver(showEditor(true));
-    for (const QObject *object :
-         {static_cast<QObject *>(VoraTest::factory()), controller.child("ConfigEditorController"),
-          static_cast<QObject *>(controller.object()), controller.child("DeveloperModeController")})
-        m_metaObjects.insert(object->metaObject()->className(), object->metaObject());
-    controller.deliver(enable(false));
-    controller.deliver(showEditor(false));
-}
 
 static QJsonArray table(const char *name)
 {
     return VoraTest::dataTable("plugin/applicationtoolscontroller.json", name).toArray();
-}
-
-// "metaObjects": class name, member ("class", "method N" or "property N"),
-// what it declares.
-void tst_ApplicationToolsController::metaObjects_data()
-{
-    QTest::addColumn<QByteArray>("className");
-    QTest::addColumn<QString>("member");
-    QTest::addColumn<QString>("declared");
-    for (const QJsonValue r : table("metaObjects"))
-        QTest::addRow("%s %s", qPrintable(r[0].toString()), qPrintable(r[1].toString()))
-                << r[0].toString().toLatin1() << r[1].toString() << r[2].toString();
-}
-
-void tst_ApplicationToolsController::metaObjects()
-{
-    QFETCH(QByteArray, className);
-    QFETCH(QString, member);
-    QFETCH(QString, declared);
-    QVERIFY(m_metaObjects.contains(className));
-    QCOMPARE(describe(m_metaObjects.value(className), member), declared);
 }
 
 // The bus records the time of every message as it is published.
