@@ -60,14 +60,14 @@ Item {
 
         // An item by a path from the page: object names, "parent", "#n" for
         // the n-th child, "column:n", "entry:n" of a model, "cell:text" for
-        // the visible value cell that shows it, "timer:" the real-time timer.
+        // the visible value cell that shows it, "resource:name" of the page
         function at(path) {
             var item = page
             path.split("/").filter(function(s) { return s }).forEach(function(step) {
                 var arg = step.split(":")
                 item = step === "parent" ? item.parent : step[0] === "#" ? item.children[Number(step.slice(1))]
                      : arg[0] === "column" ? item.getColumn(Number(arg[1])) : arg[0] === "entry" ? item.model.get(Number(arg[1]))
-                     : arg[0] === "cell" ? valueCell(arg[1]) : arg[0] === "timer" ? realTimeTimer() : find(item, step, false)[0]
+                     : arg[0] === "cell" ? valueCell(arg[1]) : arg[0] === "resource" ? resource(arg[1]) : find(item, step, false)[0]
                 verify(item, path + ": no " + step)
             })
             return item
@@ -115,8 +115,13 @@ Item {
             tryVerify(function() { return find(page, "valueEdit", true).length > 0 })
         }
 
+        // The page's resource with that object name, or that shortcut sequence.
+        function resource(name) {
+            return Array.prototype.filter.call(page.resources, function(r) { return r.objectName === name || r.sequence === name })[0]
+        }
+
         function realTimeTimer() {
-            return Array.prototype.filter.call(page.resources, function(r) { return r.objectName === "realTimeTimer" })[0]
+            return resource("realTimeTimer")
         }
 
         function init() {
