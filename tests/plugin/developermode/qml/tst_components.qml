@@ -102,13 +102,7 @@ Item {
         when: windowShown
 
         function test_weightDisplay_data() {
-            return [
-                {tag: "float noise", weight: 0.1 + 0.2, text: "0.3"},
-                {tag: "integer", weight: 37, text: "37"},
-                {tag: "ten decimals", weight: 1 / 3, text: "0.3333333333"},
-                {tag: "below ten decimals", weight: 0.00000000001, text: "0"},
-                {tag: "negative", weight: -4, text: "-4"}
-            ];
+            return $tables.weight;
         }
 
         function test_weightDisplay(data) {
