@@ -215,13 +215,8 @@ public:
     // The bus lines' parameter maps, filtered by direction and command.
     QList<QJsonObject> messages(const QString &from = QString(), const QString &cmd = QString()) const
     {
-        return params(m_lines, from, cmd);
-    }
-    static QList<QJsonObject> params(const QList<QJsonObject> &lines, const QString &from,
-                                     const QString &cmd = QString())
-    {
         QList<QJsonObject> result;
-        for (const QJsonObject &line : lines) {
+        for (const QJsonObject &line : m_lines) {
             if (line.contains("from") && (from.isEmpty() || line["from"].toString() == from)
                 && (cmd.isEmpty() || line["param"]["cmd"].toString() == cmd))
                 result.append(line["param"].toObject());

@@ -11,6 +11,10 @@
 #include <VoraQObject.h>
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QPluginLoader>
 #include <QSignalSpy>
 #include <QStringList>
@@ -26,6 +30,14 @@ namespace VoraTest {
 // load): long, because under the sanitizers on one shared core these take
 // seconds. A wait ends as soon as its thing comes; CTest's limit is the bound.
 constexpr int PatienceMs = 60000;
+
+// A table from a test's JSON data file, path relative to tests/.
+inline QJsonValue dataTable(const char *file, const char *name)
+{
+    QFile f(QStringLiteral(VORA_SOURCE_DIR "/tests/") + QLatin1String(file));
+    return f.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(f.readAll())[QLatin1String(name)]
+                                       : QJsonValue();
+}
 
 inline QString pluginFile()
 {

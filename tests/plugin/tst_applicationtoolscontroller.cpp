@@ -1,12 +1,11 @@
 // The controller the host creates, through the real plug-in: its start-up
-// timer, the meta-objects QML and the host see, dispatch through its handler
-// table, hand-on to the sub-controllers and forwarding of their messages.
+// timer, dispatch through its handler table, hand-on to the sub-controllers
+// and forwarding of their messages.
 
 #include "LogCollector.h"
 #include "PluginHarness.h"
 
 #include <QElapsedTimer>
-#include <QMetaMethod>
 #include <QtTest>
 
 namespace {
@@ -36,41 +35,6 @@ QList<QVariantMap> enabledChanged(bool on)
     return {{{"cmd", "developerModeEnabledChanged"}, {"enabled", on}}};
 }
 
-// A class by its base and the members it adds; a method by access, kind,
-// result and signature with parameter names; a property by type and flags.
-QString describe(const QMetaObject *mo, const QString &member)
-{
-    const int index = member.section(' ', 1).toInt();
-    if (member.startsWith("method")) {
-        const QMetaMethod m = mo->method(mo->methodOffset() + index);
-        QStringList parameters;
-        for (int i = 0; i < m.parameterCount(); ++i)
-            parameters << m.parameterTypes().at(i) + ' ' + m.parameterNames().at(i);
-        const char *access[] = {"private", "protected", "public"}, *kind[] = {"method", "signal", "slot", ""};
-        return QStringLiteral("%1 %2 %3 %4(%5)")
-                .arg(access[m.access()], kind[m.methodType()], m.typeName(), m.name(), parameters.join(", "));
-    }
-    if (member.startsWith("property")) {
-        const QMetaProperty p = mo->property(mo->propertyOffset() + index);
-        const bool flags[] = {p.isReadable(),   p.isWritable(),   p.isResettable(),
-                              p.isDesignable(), p.isScriptable(), p.isStored(),
-                              p.isUser(),       p.isConstant(),   p.isFinal()};
-        const char *names[] = {"read",   "write", "reset",    "designable", "script",
-                               "stored", "user",  "constant", "final"};
-        QStringList words{p.name(), p.typeName()};
-        for (int i = 0; i < 9; ++i)
-            words << (flags[i] ? "" : "!") + QString(names[i]);
-        return words.join(' ') + " notify " + p.notifySignal().name();
-    }
-    return QStringLiteral("%1: %2 methods, %3 properties, %4 enums, %5 class infos, %6 constructors")
-            .arg(mo->superClass()->className())
-            .arg(mo->methodCount() - mo->methodOffset())
-            .arg(mo->propertyCount() - mo->propertyOffset())
-            .arg(mo->enumeratorCount() - mo->enumeratorOffset())
-            .arg(mo->classInfoCount() - mo->classInfoOffset())
-            .arg(mo->constructorCount());
-}
-
 } // namespace
 
 class tst_ApplicationToolsController : public QObject
@@ -78,9 +42,6 @@ class tst_ApplicationToolsController : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void metaObjects_data();
-    void metaObjects();
     void startsTenMillisecondsAfterItIsMade();
     void destroyedBeforeItsStartRunsNothing();
     void restoresDeveloperModeAtStart_data();
@@ -89,64 +50,11 @@ private slots:
     void commands();
     void oneOfEachPerProcess_data();
     void oneOfEachPerProcess();
-
-private:
-    QHash<QByteArray, const QMetaObject *> m_metaObjects;
 };
 
-void tst_ApplicationToolsController::initTestCase()
+static QJsonArray table(const char *name)
 {
-    // The meta-objects of the classes built into the plug-in, read from live
-    // objects; they stay valid while the plug-in is loaded.
-    VoraTest::TempDatabase db(Schema);
-    VoraTest::Controller controller;
-    QVERIFY2(controller.isValid() && controller.waitUntilStarted(), qPrintable(controller.errorString()));
-    controller.deliver(enable(true));
-    controller.deliver(showEditor(true));
-    for (const QObject *object :
-         {static_cast<QObject *>(VoraTest::factory()), controller.child("ConfigEditorController"),
-          static_cast<QObject *>(controller.object()), controller.child("DeveloperModeController")})
-        m_metaObjects.insert(object->metaObject()->className(), object->metaObject());
-    controller.deliver(enable(false));
-    controller.deliver(showEditor(false));
-}
-
-void tst_ApplicationToolsController::metaObjects_data()
-{
-    QTest::addColumn<QByteArray>("className");
-    QTest::addColumn<QString>("member"); // "class", "method N" or "property N"
-    QTest::addColumn<QString>("declared");
-    auto row = [](const char *className, const char *member, const char *declared) {
-        QTest::addRow("%s %s", className, member) << QByteArray(className) << member << declared;
-    };
-    const char *none = "0 enums, 0 class infos, 0 constructors";
-    row("ApplicationToolsFactoryImp", "class",
-        qPrintable(QString("CommonLib::VoraFactory: 0 methods, 0 properties, ") + none));
-    row("ApplicationToolsController", "class",
-        qPrintable(QString("CommonLib::VoraQObject: 1 methods, 0 properties, ") + none));
-    row("ApplicationToolsController", "method 0",
-        "public signal void notifySubscribeData(QString topic, QString type, QString event, QVariantMap "
-        "param, "
-        "QString module)");
-    row("DeveloperModeController", "class", qPrintable(QString("QObject: 4 methods, 1 properties, ") + none));
-    row("DeveloperModeController", "method 0", "public signal void publish(QVariantMap param)");
-    row("DeveloperModeController", "method 1", "public signal void configChanged()");
-    row("DeveloperModeController", "method 2", "public method void updateValue(QString key, QVariant value)");
-    row("DeveloperModeController", "method 3", "public method void quitDeveloperMode()");
-    row("DeveloperModeController", "property 0",
-        "config QVariantMap read !write !reset designable script stored !user !constant final notify "
-        "configChanged");
-    row("ConfigEditorController", "class", qPrintable(QString("QObject: 1 methods, 0 properties, ") + none));
-    row("ConfigEditorController", "method 0", "public signal void publish(QVariantMap param)");
-}
-
-void tst_ApplicationToolsController::metaObjects()
-{
-    QFETCH(QByteArray, className);
-    QFETCH(QString, member);
-    QFETCH(QString, declared);
-    QVERIFY(m_metaObjects.contains(className));
-    QCOMPARE(describe(m_metaObjects.value(className), member), declared);
+    return VoraTest::dataTable("plugin/applicationtoolscontroller.json", name).toArray();
 }
 
 // The bus records the time of every message as it is published.
@@ -195,12 +103,8 @@ void tst_ApplicationToolsController::restoresDeveloperModeAtStart_data()
 {
     QTest::addColumn<QString>("rows");
     QTest::addColumn<bool>("restored");
-    QTest::newRow("true as text") << StoredOn << true;
-    QTest::newRow("1") << "INSERT INTO config VALUES ('developerModeEnabled', 1, '');" << true;
-    QTest::newRow("false as text") << "INSERT INTO config VALUES ('developerModeEnabled', 'false', '');"
-                                   << false;
-    QTest::newRow("missing key") << QString() << false;
-    QTest::newRow("other table") << "INSERT INTO ui VALUES ('developerModeEnabled', 'true', '');" << false;
+    for (const QJsonValue r : table("restoresAtStart"))
+        QTest::newRow(qPrintable(r[0].toString())) << r[1].toString() << r[2].toBool();
 }
 
 void tst_ApplicationToolsController::restoresDeveloperModeAtStart()
@@ -214,42 +118,19 @@ void tst_ApplicationToolsController::restoresDeveloperModeAtStart()
     QCOMPARE(controller.child("DeveloperModeController") != nullptr, restored);
 }
 
+// "commands": tag, what exists before ("developer mode", "switched off",
+// "editor"), whether the developer mode publishes it rather than the host
+// delivering it, the message, and the outcome: published commands | handed
+// on | the developer mode | the editor | log lines.
 void tst_ApplicationToolsController::commands_data()
 {
-    QTest::addColumn<QString>("before"); // what exists: "developer mode", "switched off", "editor"
-    QTest::addColumn<bool>("fromDeveloperMode"); // published by it rather than delivered by the host
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<bool>("fromDeveloperMode");
     QTest::addColumn<QVariantMap>("param");
-    // Published commands | handed on | the developer mode | the editor | log lines
     QTest::addColumn<QString>("outcome");
-    auto row = [](const char *tag, const char *before, bool sub, const QVariantMap &param,
-                  const char *outcome) { QTest::newRow(tag) << before << sub << param << outcome; };
-    const QVariantMap query{{"cmd", "developerModeQuerySetting"}, {"key", "rollbackFrame"}};
-    row("on", "", false, enable(true), "developerModeEnabledChanged | 0 | new | none | 0");
-    row("on while on", "developer mode", false, enable(true), " | 0 | same | none | 0");
-    row("on as text while on", "developer mode", false, enable("true"), " | 0 | same | none | 0");
-    row("off without enabled", "developer mode", false, enable(QVariant()),
-        "developerModeSettingChanged:all,developerModeEnabledChanged | 0 | deleted later | none | 0");
-    row("off while off", "", false, enable(false), " | 0 | none | none | 0");
-    row("on while leaving", "switched off", false, enable(true),
-        "developerModeEnabledChanged | 0 | new | none | 0");
-    row("editor", "", false, showEditor(true), " | 0 | none | new | 1");
-    row("editor while open", "editor", false, showEditor(true), " | 0 | none | same | 0");
-    row("editor closed without visible", "editor", false, showEditor(QVariant()),
-        " | 0 | none | deleted | 0");
-    row("editor closed while none", "", false, showEditor(false), " | 0 | none | none | 0");
-    row("no module", "", false, {{"cmd", "showDeveloperModeView"}}, " | 1 | none | none | 0");
-    row("module", "", false, {{"cmd", "x"}, {"module", "DeveloperMode"}}, " | 1 | none | none | 0");
-    row("no cmd", "", false, {{"module", "scan"}, {"value", 3}}, " | 1 | none | none | 0");
-    row("cmd case differs", "", false, {{"cmd", "EnableDeveloperMode"}, {"enabled", true}},
-        " | 1 | none | none | 0");
-    row("numeric module", "", false, {{"cmd", "y"}, {"module", 7}}, " | 1 | none | none | 0");
-    row("developer mode: foreign command", "developer mode", true, query,
-        "developerModeQuerySetting | 0 | same | none | 0");
-    row("developer mode: no cmd", "developer mode", true, {{"key", "x"}}, " | 0 | same | none | 0");
-    row("developer mode: close editor", "developer mode editor", true, showEditor(false),
-        " | 0 | same | deleted | 0");
-    row("developer mode: switch off", "developer mode", true, enable(false),
-        "developerModeSettingChanged:all,developerModeEnabledChanged | 0 | deleted later | none | 0");
+    for (const QJsonValue r : table("commands"))
+        QTest::newRow(qPrintable(r[0].toString()))
+                << r[1].toString() << r[2].toBool() << r[3].toObject().toVariantMap() << r[4].toString();
 }
 
 // The handler table after start-up: its two commands switch their

@@ -82,19 +82,9 @@ void tst_PluginContract::createObject_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QVariantMap>("params");
     QTest::addColumn<bool>("made");
-    auto row = [](const char *tag, const char *name, const char *key, const char *value, bool made) {
-        QTest::newRow(tag) << name << (key ? QVariantMap{{key, value}} : QVariantMap()) << made;
-    };
-    row("exact", "", "paramname", "ApplicationToolsController", true);
-    row("upper case", "", "paramname", "APPLICATIONTOOLSCONTROLLER", true);
-    row("lower case", "", "paramname", "applicationtoolscontroller", true);
-    row("name argument ignored", "SomethingElse", "paramname", "ApplicationToolsController", true);
-    row("shorter", "", "paramname", "ApplicationTools", false);
-    row("other", "", "paramname", "DeveloperModeController", false);
-    row("trailing blank", "", "paramname", "ApplicationToolsController ", false);
-    row("empty map", "ApplicationToolsController", nullptr, nullptr, false);
-    row("other key", "", "name", "ApplicationToolsController", false);
-    row("key case", "", "ParamName", "ApplicationToolsController", false);
+    for (const QJsonValue r : VoraTest::dataTable("plugin/plugincontract.json", "createObject").toArray())
+        QTest::newRow(qPrintable(r[0].toString()))
+                << r[1].toString() << r[2].toObject().toVariantMap() << r[3].toBool();
 }
 
 // A new controller without a parent, owned by the caller; its start and
@@ -114,13 +104,8 @@ void tst_PluginContract::createObject()
 void tst_PluginContract::resourceBundles_data()
 {
     QTest::addColumn<QString>("file");
-    for (const char *file :
-         {"ConfigEditor/views/VoraTableView.qml", "ConfigEditor/views/SqlModel.qml",
-          "DeveloperMode/views/DeveloperModeView.qml", "DeveloperMode/views/BasicConfiguration.qml",
-          "DeveloperMode/views/DeviceRelated.qml", "DeveloperMode/views/comps/InputBar.qml",
-          "DeveloperMode/views/comps/SwitchBar.qml", "DeveloperMode/views/comps/SwitchBarMulti.qml",
-          "DeveloperMode/views/comps/ColorPickerBar.qml", "DeveloperMode/views/comps/SplitLine.qml"})
-        QTest::newRow(file) << QString(":/") + file;
+    for (const QJsonValue file : VoraTest::dataTable("plugin/plugincontract.json", "resources").toArray())
+        QTest::newRow(qPrintable(file.toString())) << ":/" + file.toString();
 }
 
 void tst_PluginContract::resourceBundles()

@@ -4,6 +4,8 @@
 
 #include "AppStandIn.h"
 
+#include <QFile>
+#include <QJsonDocument>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QtQuickTest>
@@ -23,6 +25,10 @@ public slots:
         m_app.clearLogs();
         engine->addImportPath(QStringLiteral(VORA_SOURCE_DIR "/tests/common/imports"));
         engine->rootContext()->setContextProperty(QStringLiteral("$app"), &m_app);
+        QFile tables(QStringLiteral(VORA_SOURCE_DIR "/tests/plugin/configeditor/qml/tables.json"));
+        tables.open(QIODevice::ReadOnly);
+        engine->rootContext()->setContextProperty("$tables",
+                                                  QJsonDocument::fromJson(tables.readAll()).toVariant());
     }
 
 private:

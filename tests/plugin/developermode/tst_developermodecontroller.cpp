@@ -7,6 +7,7 @@
 
 #include <QColor>
 #include <QElapsedTimer>
+#include <QJsonArray>
 #include <QSaveFile>
 #include <QtTest>
 
@@ -42,63 +43,31 @@ QString describe(const QVariantMap &map, const QString &key)
     return v.isValid() ? QStringLiteral("%1 %2").arg(v.typeName(), v.toString()) : "invalid";
 }
 
-// One line of the settings table per row, in reading order: the row the
-// database holds ("table|key=SQL value", the key "IRSpeckle." + setting for
-// the pseudo-colour ones; none when empty) and what the first load makes of
-// it. Two loads, so that a key can be stored in two ways.
-const char *const Settings[][4] = {
-        {"1", "enableScanDistanceValue", "", "bool false"},
-        {"1", "enableSecondCameraWindow", "ui|cameraVideo.E7.needRightCamera='true'", "bool true"},
-        {"2", "enableSecondCameraWindow", "", "bool false"},
-        {"1", "enableSaveReadImage", "", "bool true"},
-        {"1", "enableSaveCaliImage", "calibration|calibSavePic='false'", "bool false"},
-        {"2", "enableSaveCaliImage", "calibration|calibSavePic=1", "bool true"},
-        {"1", "enableReadCaliImage", "calibration|readPicMod=1", "bool true"},
-        {"2", "enableReadCaliImage", "calibration|readPicMod='true'", "bool true"},
-        {"1", "enableSaveScanImage", "scan|IRSpeckle.If_Save_Pic=2", "bool true"},
-        {"2", "enableSaveScanImage", "scan|IRSpeckle.If_Save_Pic='true'", "bool false"},
-        {"1", "enableSaveScanImage_GrayPic", "scan|IRSpeckle.If_Save_GrayPic=0", "bool false"},
-        {"2", "enableSaveScanImage_GrayPic", "scan|IRSpeckle.If_Save_GrayPic=1", "bool true"},
-        {"1", "enableSaveScanImage_ColorPic", "scan|IRSpeckle.If_Save_ColorPic=-1", "bool true"},
-        {"1", "enableReadScanImage", "scan|IRSpeckle.If_Read_Pic='3'", "bool true"},
-        {"1", "enablePseudoColor", "", "bool true"},
-        {"1", "pseudo_color_section_0", "1", "missing"},
-        {"1", "pseudo_color_section_1", "10", "int 10"},
-        {"1", "pseudo_color_section_2", "2.5", "double 2.5"},
-        {"1", "pseudo_color_section_3", "'abc'", "QString abc"},
-        {"1", "pseudo_color_section_4", "", "invalid"},
-        {"1", "pseudo_color_section_5", "NULL", "invalid"},
-        {"1", "pseudo_color_section_6", "-4", "int -4"},
-        {"1", "pseudo_color_section_7", "99", "missing"},
-        {"1", "pseudo_color_bound_1", "'255,0,0'", "QColor #ffff0000"},
-        {"2", "pseudo_color_bound_1", "'0,128,255'", "QColor #ff0080ff"},
-        {"1", "pseudo_color_bound_2", "'255,0'", "QColor #ff000000"},
-        {"2", "pseudo_color_bound_2", "'0,128,255,0'", "QColor #ff000000"},
-        {"1", "pseudo_color_bound_3", "''", "QColor #ff000000"},
-        {"2", "pseudo_color_bound_3", "", "QColor #ff000000"},
-        {"1", "pseudo_color_bound_4", "'256,0,0'", "QColor invalid"},
-        {"1", "pseudo_color_bound_5", "'-1,0,0'", "QColor invalid"},
-        {"1", "pseudo_color_bound_6", "'a,b,c'", "QColor #ff000000"},
-        {"1", "pseudo_color_bound_7", "'1,2,3'", "missing"},
-        {"1", "rollbackFrame", "scan|rollbackFrame=4", "invalid"},
-        {"1", "enableWatermark", "", "bool true"},
-        {"2", "enableWatermark", "config|watermarkEnabled='false'", "bool false"},
-};
-
-// A snapshot as the plug-in writes it; "last" adds two keys that no
-// database row stands for.
+// devmode_tables.json: "settings", one line of the settings table per row,
+// in reading order: [load, key, the row the database holds ("table|key=SQL
+// value"; the key "IRSpeckle." + setting for a bare value; none when empty),
+// what the first load makes of it]; two loads, so that a key can be stored
+// in two ways. "crafted": a snapshot as the plug-in writes it. "restoreOrder":
+// the writes of leaving, "table|key|stored type value", in order; a change
+// writes 0/1 where leaving writes a boolean, and the watermark keeps the
+// developer mode's choice.
+QJsonValue tables(const char *name)
+{
+    static const QJsonObject all = QJsonDocument::fromJson(
+                                           readFile(VORA_SOURCE_DIR
+                                                    "/tests/plugin/developermode/devmode_tables.json"))
+                                           .object();
+    return all.value(name);
+}
+QJsonArray table(const char *name)
+{
+    return tables(name).toArray();
+}
 QJsonObject craftedInit()
 {
-    return QJsonDocument::fromJson(R"({"enableScanDistanceValue": false, "enableSecondCameraWindow": true,
-        "enableSaveReadImage": true, "enableSaveCaliImage": false, "enableReadCaliImage": true,
-        "enableSaveScanImage": true, "enableSaveScanImage_GrayPic": false, "enableSaveScanImage_ColorPic": true,
-        "enableReadScanImage": false, "enablePseudoColor": true, "rollbackFrame": 2, "enableWatermark": true,
-        "pseudo_color_section_1": 10, "pseudo_color_section_2": 2.5, "pseudo_color_section_3": "x",
-        "pseudo_color_section_4": 4, "pseudo_color_section_5": 5, "pseudo_color_section_6": 6,
-        "pseudo_color_bound_1": "#0000ff", "pseudo_color_bound_2": "#ff8000", "pseudo_color_bound_3": "no colour",
-        "pseudo_color_bound_4": "#010203", "pseudo_color_bound_5": "#040506", "pseudo_color_bound_6": "#070809"})")
-            .object();
+    return tables("crafted").toObject();
 }
+// "last" adds two keys that no database row stands for.
 QJsonObject craftedLast()
 {
     QJsonObject last = craftedInit();
@@ -241,9 +210,10 @@ void tst_DeveloperModeController::settingsTable_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("loaded");
     for (const char *load : {"1", "2"}) {
-        for (const auto &s : Settings) {
-            if (qstrcmp(s[0], load) == 0)
-                QTest::addRow("%s %s %s", s[0], s[1], s[2]) << s[0] << s[1] << s[3];
+        for (const QJsonValue s : table("settings")) {
+            if (s[0] == load)
+                QTest::addRow("%s %s %s", load, qPrintable(s[1].toString()), qPrintable(s[2].toString()))
+                        << s[0].toString() << s[1].toString() << s[3].toString();
         }
     }
 }
@@ -254,13 +224,13 @@ void tst_DeveloperModeController::settingsTable()
     QFETCH(QString, key);
     QFETCH(QString, loaded);
     QString sql;
-    for (const auto &s : Settings) {
-        const QString stored = s[2];
-        if (load == s[0] && !stored.isEmpty() && stored.contains('='))
+    for (const QJsonValue s : table("settings")) {
+        const QString stored = s[2].toString();
+        if (load == s[0].toString() && !stored.isEmpty() && stored.contains('='))
             sql += row(stored.section('|', 0, 0), stored.section('|', 1).section('=', 0, 0),
                        stored.section('=', 1));
-        else if (load == s[0] && !stored.isEmpty())
-            sql += row("scan", QStringLiteral("IRSpeckle.") + s[1], stored);
+        else if (load == s[0].toString() && !stored.isEmpty())
+            sql += row("scan", "IRSpeckle." + s[1].toString(), stored);
     }
     Entry &e = entry(load.toInt(), sql);
     QVERIFY(e.devMode);
@@ -277,31 +247,18 @@ void tst_DeveloperModeController::valueForms_data()
     // "IRSpeckle."); "-": a setting with no row; "unknown": a key the map
     // does not hold.
     QTest::addColumn<QString>("written");
-    const auto add = [](const char *key, const QVariant &value, const char *written) {
-        QTest::addRow("%s %s", key, qPrintable(value.toString())) << key << value << written;
-    };
-    add("enableReadCaliImage", true, "calibration|readPicMod|1|integer");
-    add("enableReadCaliImage", false, "calibration|readPicMod|0|integer");
-    add("enableSaveCaliImage", true, "calibration|calibSavePic|true|text");
-    add("enableSecondCameraWindow", false, "ui|cameraVideo.E7.needRightCamera|false|text");
-    add("enableSaveScanImage", 2, "scan|If_Save_Pic|1|integer");
-    add("enableSaveScanImage_GrayPic", true, "scan|If_Save_GrayPic|1|integer");
-    add("enableSaveScanImage_ColorPic", "false", "scan|If_Save_ColorPic|0|integer");
-    add("enableReadScanImage", true, "scan|If_Read_Pic|1|integer");
-    add("enableWatermark", false, "config|watermarkEnabled|false|text");
-    add("pseudo_color_bound_2", QColor(255, 128, 0, 10), "scan|pseudo_color_bound_2|255,128,0|text");
-    add("pseudo_color_bound_3", "#0000ff", "scan|pseudo_color_bound_3|0,0,255|text");
-    add("pseudo_color_bound_4", "no colour", "scan|pseudo_color_bound_4|0,0,0|text");
-    add("pseudo_color_section_4", 37, "scan|pseudo_color_section_4|37|integer");
-    add("pseudo_color_section_5", 2.5, "scan|pseudo_color_section_5|2.5|real");
-    add("pseudo_color_section_6", "12", "scan|pseudo_color_section_6|12|text");
-    add("pseudo_color_bound_section_9", 3, "scan|pseudo_color_bound_section_9|3|integer");
-    add("pseudo_color_x", 5, "-");
-    add("rollbackFrame", 5, "-");
-    add("enablePseudoColor", false, "-");
-    add("enableScanDistanceValue", true, "-");
-    add("EnableWatermark", false, "unknown");
-    add("", 1, "unknown");
+    // "valueForms": key, "type value" sent, the row written.
+    for (const QJsonValue r : table("valueForms")) {
+        const QString type = r[1].toString().section(' ', 0, 0), text = r[1].toString().section(' ', 1);
+        QVariant value(text);
+        if (type == "QColor")
+            value = QColor(text.section(',', 0, 0).toInt(), text.section(',', 1, 1).toInt(),
+                           text.section(',', 2, 2).toInt(), text.section(',', 3, 3).toInt());
+        else
+            value.convert(QMetaType::type(type.toLatin1()));
+        QTest::addRow("%s %s", qPrintable(r[0].toString()), qPrintable(value.toString()))
+                << r[0].toString() << value << r[2].toString();
+    }
 }
 
 void tst_DeveloperModeController::valueForms()
@@ -349,28 +306,9 @@ void tst_DeveloperModeController::valueForms()
 void tst_DeveloperModeController::restoreOrder_data()
 {
     QTest::addColumn<QString>("write"); // "table|key|stored type value"; "" after the last
-    const char *rows[] = {"config|developerModeEnabled|QString false",
-                          "ui|cameraVideo.E7.needRightCamera|QString true",
-                          "calibration|calibSavePic|QString false",
-                          // A change writes 0/1; leaving writes a boolean.
-                          "calibration|readPicMod|QString true", "scan|IRSpeckle.If_Save_Pic|int 1",
-                          "scan|IRSpeckle.If_Save_GrayPic|int 0", "scan|IRSpeckle.If_Save_ColorPic|int 1",
-                          "scan|IRSpeckle.If_Read_Pic|int 0", "scan|IRSpeckle.pseudo_color_section_1|int 10",
-                          "scan|IRSpeckle.pseudo_color_bound_1|QString 0,0,255",
-                          "scan|IRSpeckle.pseudo_color_section_2|double 2.5",
-                          "scan|IRSpeckle.pseudo_color_bound_2|QString 255,128,0",
-                          "scan|IRSpeckle.pseudo_color_section_3|QString x",
-                          "scan|IRSpeckle.pseudo_color_bound_3|QString 0,0,0",
-                          "scan|IRSpeckle.pseudo_color_section_4|int 4",
-                          "scan|IRSpeckle.pseudo_color_bound_4|QString 1,2,3",
-                          "scan|IRSpeckle.pseudo_color_section_5|int 5",
-                          "scan|IRSpeckle.pseudo_color_bound_5|QString 4,5,6",
-                          "scan|IRSpeckle.pseudo_color_section_6|int 6",
-                          "scan|IRSpeckle.pseudo_color_bound_6|QString 7,8,9",
-                          // The watermark keeps the developer mode's choice.
-                          ""};
-    for (int i = 0; i < int(std::size(rows)); ++i)
-        QTest::addRow("%d %s", i, rows[i]) << QString(rows[i]);
+    const QJsonArray rows = table("restoreOrder");
+    for (int i = 0; i < rows.size(); ++i)
+        QTest::addRow("%d %s", i, qPrintable(rows[i].toString())) << rows[i].toString();
 }
 
 // Leaving writes the initial values back, from the snapshot the developer mode

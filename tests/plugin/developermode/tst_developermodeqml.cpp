@@ -1,6 +1,8 @@
 // Runs the Qt Quick Test cases in qml/ against the developer mode's QML as it
 // stands in the source tree, with a recording stand-in for the controller.
 
+#include <QFile>
+#include <QJsonDocument>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QtQuickTest>
@@ -64,6 +66,9 @@ public slots:
     void qmlEngineAvailable(QQmlEngine *engine)
     {
         engine->rootContext()->setContextProperty(QStringLiteral("$developerModeController"), &m_controller);
+        QFile tables(QStringLiteral(VORA_SOURCE_DIR "/tests/plugin/developermode/qml/tables.json"));
+        tables.open(QIODevice::ReadOnly);
+        engine->rootContext()->setContextProperty("$tables", QJsonDocument::fromJson(tables.readAll()).toVariant());
     }
 
 private:

@@ -71,7 +71,7 @@ void tst_HostSafety::initTestCase()
     {
         Run inside(m_bundle); // killed with SIGKILL at the end of this block
         inside.start();
-        inside.send(kEnable);
+        inside.click("vorahost", "developerModeOn"); // the main window's switch
         QVERIFY(inside.waitForLine([](const QJsonObject &l) {
             return isCmd(l, "host", "developerModeQuerySettingResp");
         }) >= 0);

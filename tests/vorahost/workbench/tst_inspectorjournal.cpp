@@ -11,16 +11,6 @@
 
 using namespace HostTest;
 
-namespace {
-
-QByteArray set(const QString &key, const QString &value)
-{
-    return step(evalStep("开发者模式",
-                         QString("$developerModeController.updateValue('%1', %2)").arg(key, value)));
-}
-
-} // namespace
-
 class tst_VoraHostInspector : public QObject
 {
     Q_OBJECT
@@ -35,40 +25,15 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
     Bundle bundle;
     QVERIFY(bundle.isValid());
     const QString journal = bundle.root() + "/journal.jsonl";
-    const QByteArray inspect = R"({"inspect": "devmode"})";
-    // Each step, and the bus message that shows it has been done.
-    const struct
-    {
-        QByteArray step;
-        const char *from;
-        const char *cmd;
-    } scenario[] = {
-            {R"({"deliver": {"cmd": "enableDeveloperMode", "enabled": true}})", "host",
-             "developerModeQuerySettingResp"},
-            {R"({"deliver": {"module": "DeveloperMode", "cmd": "showDeveloperModeView"}})", "", ""},
-            {set("enableSaveScanImage", "true"), "", ""},
-            {set("pseudo_color_bound_2", "Qt.rgba(1, 0.5, 0, 1)"), "", ""},
-            {set("enableSaveCaliImage", "true"), "", ""},
-            {inspect, "", ""},
-            {R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})", "host", "dataBaseResponseCmd"},
-            // Behind the plug-in's back; then an edit the service refuses.
-            {R"j({"eval": {"window": "配置工具", "js": "sqlModelCore.updateValue('', 'scan', 'IRSpeckle.If_Save_Pic', '0')"}})j",
-             "host", "dataBaseResponseCmd"},
-            {R"j({"eval": {"window": "配置工具", "js": "sqlModelCore.updateValue('', 'scan', 'noSuchKey', '1')"}})j",
-             "host", "dataBaseResponseCmd"},
-            {inspect, "", ""},
-            {R"({"revert": "enableSaveScanImage"})", "", ""},
-            {inspect, "", ""},
-            {R"({"deliver": {"cmd": "enableDeveloperMode", "enabled": false}})", "", ""},
+    // inspectorjournal.json: "scenario", each step with the bus message
+    // (side, command) that shows it has been done; the config editor's edits
+    // go behind the plug-in's back, the second one refused by the service.
+    // "inspected", per inspect: the changed settings, those the database
+    // disagrees with, and the stored value of the scan switch. "journal": what
+    // it holds, less the restore's writes.
+    const auto table = [](const char *name) {
+        return VoraTest::dataTable("vorahost/workbench/inspectorjournal.json", name).toArray();
     };
-    // Per inspect: the changed settings, those the database disagrees with,
-    // and the stored value of the scan switch.
-    const char *inspected[][2] = {
-            {"enableSaveCaliImage enableSaveScanImage pseudo_color_bound_2", ""},
-            {"enableSaveCaliImage enableSaveScanImage pseudo_color_bound_2", "enableSaveScanImage"},
-            {"enableSaveCaliImage pseudo_color_bound_2", ""},
-    };
-    const QJsonArray stored = {1, 0, 0};
     auto keysWhere = [](const QJsonArray &rows, const char *flag) {
         QStringList keys;
         for (const QJsonValue &row : rows)
@@ -80,27 +45,18 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
     {
         Run run(bundle);
         run.start({"--journal", journal, "--script", "-"});
-        for (const auto &s : scenario) {
+        for (const QJsonValue s : table("scenario")) {
             int seen = 0;
-            const int before = run.messages(s.from, s.cmd).size();
-            const QList<QJsonObject> said = run.perform(QJsonDocument::fromJson(s.step).object(), "vorahost");
-            if (*s.cmd)
+            const QString from = s[1].toString(), cmd = s[2].toString();
+            const int before = run.messages(from, cmd).size();
+            const QList<QJsonObject> said = run.perform(s[0].toObject(), "vorahost");
+            if (!cmd.isEmpty())
                 QVERIFY(run.waitForLine([&](const QJsonObject &l) {
-                    return isCmd(l, s.from, s.cmd) && ++seen > before;
+                    return isCmd(l, from, cmd) && ++seen > before;
                 }) >= 0);
             for (const QJsonObject &line : said) {
                 if (line.contains("inspect"))
                     inspects.append(line);
-            }
-            if (s.step.startsWith(R"({"revert")")) {
-                // Written in its own form, snapshotted and announced as for a click.
-                QCOMPARE(bundle.value("scan", "IRSpeckle.If_Save_Pic"), QString("0|integer"));
-                QCOMPARE(bundle.readSnapshot()["last"]["enableSaveScanImage"], QJsonValue(false));
-                const QList<QJsonObject> announced = Run::params(said, "plugin",
-                                                                 "developerModeSettingChanged");
-                QCOMPARE(announced.size(), 1);
-                QCOMPARE(announced[0]["changedKey"], QJsonValue("enableSaveScanImage"));
-                QCOMPARE(announced[0]["settings"]["enableSaveScanImage"], QJsonValue(false));
             }
         }
         QCOMPARE(run.eval("vorahost", "[$host.inspector.mode, showDeveloperModeViewButton.blocker]"),
@@ -112,9 +68,14 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
     for (int i = 0; i < 3; ++i) {
         const QJsonArray rows = inspects[i]["inspect"].toArray();
         QCOMPARE(rows.size(), 24);
-        QCOMPARE(keysWhere(rows, "changed"), QString(inspected[i][0]));
-        QCOMPARE(keysWhere(rows, "mismatch"), QString(inspected[i][1]));
-        QCOMPARE(rows[5]["database"], stored[i]);
+        // Each row names a setting the snapshot holds and a stored row.
+        for (const QJsonValue row : rows)
+            QVERIFY2(!row["entry"].isNull() && (row["table"].isNull() || !row["database"].isNull()),
+                     qPrintable(row["key"].toString()));
+        const QJsonValue inspected = table("inspected")[i];
+        QCOMPARE(keysWhere(rows, "changed"), inspected[0].toString());
+        QCOMPARE(keysWhere(rows, "mismatch"), inspected[1].toString());
+        QCOMPARE(rows[5]["database"], inspected[2]);
     }
 
     QFile file(journal);
@@ -129,24 +90,9 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
             written.append(m.hasMatch() ? QStringList(m.capturedTexts().mid(1, 6)).join(' ')
                                         : "bad: " + line);
     }
-    const QStringList expected = {
-            R"(host config developerModeEnabled "false" "true" true)",
-            R"(plugin scan IRSpeckle.If_Save_Pic 0 1 true)",
-            R"(host scan rollbackFrame 5 5 true)",
-            R"(plugin scan IRSpeckle.pseudo_color_bound_2 "0,255,255" "255,128,0" true)",
-            R"(host scan rollbackFrame 5 5 true)",
-            R"(plugin calibration calibSavePic "false" "true" true)",
-            R"(host scan rollbackFrame 5 5 true)",
-            R"(page scan IRSpeckle.If_Save_Pic 1 0 true)",
-            R"(page scan noSuchKey null "1" false)",
-            R"(plugin scan IRSpeckle.If_Save_Pic 0 0 true)",
-            R"(host scan rollbackFrame 5 5 true)",
-            // Leaving: the flag first, then the entry values back (their
-            // order is the controller test's), then the host's own writes.
-            R"(plugin config developerModeEnabled "true" "false" true)",
-            R"(host scan rollbackFrame 5 5 true)",
-            R"(host config developerModeEnabled "false" "false" true)",
-    };
+    QStringList expected;
+    for (const QJsonValue line : table("journal"))
+        expected << line.toString();
     QCOMPARE(written.mid(0, 12) + written.mid(31), expected);
     const QStringList leaving = written.mid(12, 19);
     QCOMPARE(leaving.filter(QRegularExpression("^plugin ")).size(), 19);
@@ -207,6 +153,16 @@ void tst_VoraHostInspector::replayIntoAnotherDatabase()
     bad.start({"--replay", journal, "--db", db, "--apply"});
     QCOMPARE(bad.finish(), 2);
     QVERIFY2(bad.errorOutput().contains("line 9: table \"nothere\""), qPrintable(bad.errorOutput()));
+    QCOMPARE(dump(db), applied);
+    // Nor does one with a line that is no JSON object.
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("\n{\"by\":\"host\",\"table\":\"scan\",\"key\":\"k\",\"new\":1,\"ok\":true\n");
+    file.close();
+    Run broken(bundle);
+    broken.start({"--replay", journal, "--db", db, "--apply"});
+    QCOMPARE(broken.finish(), 2);
+    QVERIFY2(broken.errorOutput().contains("vorahost: journal " + journal + " line 2: not a JSON object\n"),
+             qPrintable(broken.errorOutput()));
     QCOMPARE(dump(db), applied);
 }
 

@@ -53,9 +53,24 @@ Item {
 
         function query(sql, dbName) {
             var q = {"cmd": "query", "target": "dataBaseQuery", "param": sql}
-            if (dbName !== undefined)
+            if (dbName)
                 q.dbName = dbName
             return q
+        }
+
+        // An item by a path from the page: object names, "parent", "#n" for
+        // the n-th child, "column:n", "entry:n" of a model, "cell:text" for
+        // the visible value cell that shows it, "resource:name" of the page
+        function at(path) {
+            var item = page
+            path.split("/").filter(function(s) { return s }).forEach(function(step) {
+                var arg = step.split(":")
+                item = step === "parent" ? item.parent : step[0] === "#" ? item.children[Number(step.slice(1))]
+                     : arg[0] === "column" ? item.getColumn(Number(arg[1])) : arg[0] === "entry" ? item.model.get(Number(arg[1]))
+                     : arg[0] === "cell" ? valueCell(arg[1]) : arg[0] === "resource" ? resource(arg[1]) : find(item, step, false)[0]
+                verify(item, path + ": no " + step)
+            })
+            return item
         }
 
         function typeText(text) {
@@ -100,8 +115,13 @@ Item {
             tryVerify(function() { return find(page, "valueEdit", true).length > 0 })
         }
 
+        // The page's resource with that object name, or that shortcut sequence.
+        function resource(name) {
+            return Array.prototype.filter.call(page.resources, function(r) { return r.objectName === name || r.sequence === name })[0]
+        }
+
         function realTimeTimer() {
-            return Array.prototype.filter.call(page.resources, function(r) { return r.objectName === "realTimeTimer" })[0]
+            return resource("realTimeTimer")
         }
 
         function init() {
@@ -128,97 +148,40 @@ Item {
             compare(message.param, query("select * from $table$"))
         }
 
+        // One row per property: tables.json's "layout", [path, property, value].
         function test_layout_data() {
-            var c = child
-            var choices = [["all", "all"], ["project", "project"], ["scan", "scan"], ["alg", "alg"],
-                           ["postprocess", "postprocess"], ["navigation", "navigation"],
-                           ["deviceadjust", "deviceadjust"], ["clouddisk", "VoraCloudDisk"]]
-            var controls = function() { return c("findText").parent.parent }
-            var rows = [
-                ["page", function() { return [page.objectName, page.implicitWidth, page.implicitHeight, String(page.color)] },
-                 ["realTimeSetUp", 800, 516, "#999999"]],
-                ["table above the controls", function() { return [c("tableView").anchors.bottomMargin, c("tableView").currentRow] },
-                 [133, -2]],
-                ["controls", function() { var col = controls(); return [col.parent.height, col.anchors.leftMargin,
-                    col.anchors.topMargin, col.spacing, col.children[0].height, col.children[1].height, col.children[2].height] },
-                 [133, 18, 9, 12, 28, 28, 28]],
-                ["table label", function() { var l = controls().children[0].children[0]; return [l.text, l.height] }, ["table: ", 28]],
-                ["table choice", function() { var b = c("tableChoice"); return [b.width, b.height, b.textRole, b.currentIndex, b.model.count] },
-                 [390, 28, "name", 0, choices.length]],
-                ["search field", function() { var f = c("findText"); return [f.width, f.height, f.placeholderText] }, [509, 28, "Text Field"]],
-                ["find button", function() { var b = c("findButton"); return [b.width, b.height, b.text] }, [100, 28, "find"]],
-                ["button row", function() { return Array.prototype.map.call(c("buttonRow").children, function(b) {
-                    return b.text + (b.visible ? "" : " (hidden)") }) }, ["show all", "refresh", "hide", "exec (hidden)", "null (hidden)"]],
-                ["value cell", function() { var e = valueCell("1"); var b = find(e.parent, "commitButton", false)[0];
-                    return [String(e.color), e.clip, e.selectByMouse, e.selectByKeyboard, e.anchors.rightMargin,
-                            e.verticalAlignment, b.width, b.height] },
-                 ["#000000", true, true, false, 20, TextEdit.AlignVCenter, 20, 14]],
-                ["real-time timer", function() { return [realTimeTimer().interval, realTimeTimer().repeat] }, [500, false]]
-            ]
-            var titles = [["table", 100], ["key", 350], ["value", 176], ["comment", 200]]
-            titles.forEach(function(t, i) {
-                rows.push(["column " + i, function() { var col = c("tableView").getColumn(i); return [col.title, col.role, col.width] },
-                           [t[0], t[0], t[1]]])
-            })
-            choices.forEach(function(choice, i) {
-                rows.push(["choice " + i, function() { var e = c("tableChoice").model.get(i); return [e.name, e.value] }, choice])
-            })
-            return rows.map(function(r) { return { tag: r[0], get: r[1], expected: r[2] } })
+            return $tables.layout.map(function(r) { return { tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2] } })
         }
 
         function test_layout(data) {
-            if (data.tag === "value cell")
+            if (data.path.indexOf("cell:") === 0)
                 showRows("scan#a#1#x")
-            compare(data.get(), data.expected)
+            var value = at(data.path)
+            data.property.split(".").forEach(function(name) { value = value[name] })
+            compare(String(value), String(data.value))
         }
 
         // The controls below the table, one row each: with a table chosen and
         // a word typed (focus left in the field, or moved on to the button
         // row), what the user does, the queries that go out, the lines logged.
+        // tables.json's "controls"; act: ["choose", index], ["click", name] or
+        // ["key", name]; sent: ["all" or "find", word, table].
         function test_controls_data() {
-            var all = query("select * from $table$")
-            var click = function(name) { return function() { clickItem(child(name)) } }
-            var key = function(k) { return function() { keyClick(k) } }
-            var choose = function(i) { return function() { chooseTable(i) } }
-            return [
-                { tag: "table scan", table: 3, act: choose(2), last: true, sent: [query(all.param, "scan")], logged: ["radioButtonChecked: scan"] },
-                { tag: "table clouddisk, by its name", act: choose(7), last: true, sent: [query(all.param, "clouddisk")],
-                  logged: ["radioButtonChecked: clouddisk"] },
-                { tag: "table all", table: 3, act: choose(0), last: true, sent: [all], logged: ["radioButtonChecked: all"] },
-                { tag: "find", table: 3, typed: "  Gain ", act: click("findButton"), sent: [query(searchSql.arg("Gain"), "alg")],
-                  logged: ["sign 0112 find", "sign 0106 find"] },
-                { tag: "find in every table", typed: "gain", act: click("findButton"), sent: [query(searchSql.arg("gain"))],
-                  logged: ["sign 0106 find"] },
-                { tag: "find without a word", table: 2, typed: "   ", act: click("findButton"), sent: [],
-                  logged: ["sign 0112 find"], notLogged: ["sign 0106 find"] },
-                // The shortcut passes the typed text as the table and leaves the
-                // keyword undefined: a search for "undefined" in that table.
-                { tag: "Enter in the search field", table: 2, typed: "alg", act: key(Qt.Key_Enter),
-                  sent: [query(searchSql.arg("undefined"), "alg")], logged: ["sign 0112 findcmd.focus= true", "sign 0112 onEnterOkPressed"] },
-                { tag: "Enter elsewhere", table: 2, typed: "alg", away: true, act: key(Qt.Key_Enter), sent: [],
-                  logged: ["sign 0112 findcmd.focus= false"], notLogged: ["sign 0112 onEnterOkPressed"] },
-                { tag: "Return in the button row", table: 2, typed: " IR ", away: true, act: key(Qt.Key_Return),
-                  sent: [query(searchSql.arg("IR"), "scan")], logged: ["sign 1 12 ==========", "this is why luan le"] },
-                { tag: "another key in the button row", table: 2, typed: "x", away: true, act: key(Qt.Key_A), sent: [],
-                  logged: ["sign 1 12 =========="], notLogged: ["this is why luan le"] },
-                // Every table, whatever the combo box shows; refresh goes back to it.
-                { tag: "show all", table: 2, typed: "gain", act: click("showAllButton"), sent: [all], text: "", shows: "scan",
-                  logged: ["sign 0112 show all"] },
-                { tag: "refresh", table: 2, typed: "gain", act: click("refreshButton"), sent: [query(searchSql.arg("gain"), "scan")],
-                  logged: ["sign 0112 refresh"] },
-                { tag: "space", typed: "ab", away: true, act: key(Qt.Key_Space), sent: [], text: "ab ", logged: ["captureKeySpace"] },
-                { tag: "hide", table: 4, typed: "ab", away: true, act: click("hideButton"), sent: [], hidden: true, logged: ["hide"] },
-                { tag: "Esc", table: 4, typed: "ab", away: true, act: key(Qt.Key_Escape), sent: [], hidden: true,
-                  logged: ["captureKeyEsc"] }
-            ]
+            return $tables.controls
         }
 
         function test_controls(data) {
             chooseTable(data.table || 0)
             search(data.typed || "", data.away)
-            data.act()
+            if (data.act[0] === "choose")
+                chooseTable(data.act[1])
+            else if (data.act[0] === "click")
+                clickItem(child(data.act[1]))
+            else
+                keyClick(Qt["Key_" + data.act[1]])
+            var sent = data.sent.map(function(s) { return query(s[0] === "all" ? "select * from $table$" : searchSql.arg(s[1]), s[2]) })
             // Choosing by keys passes the entries between: the last query counts.
-            compare(data.last ? $app.params().slice(-1) : $app.params(), data.sent)
+            compare(data.last ? $app.params().slice(-1) : $app.params(), sent)
             for (var i = 0; i < data.logged.length; ++i)
                 verify($app.logged(data.logged[i]), data.logged[i] + " in " + $app.logs().join("|"))
             for (i = 0; data.notLogged && i < data.notLogged.length; ++i)
@@ -248,17 +211,9 @@ Item {
             verify(valueCell("1") && valueCell("3"))
         }
 
+        // tables.json's "commit": how, what is typed after "1", the value sent.
         function test_commit_data() {
-            var update = "update 'scan' set value = '17' where key = 'a'"
-            return [
-                { tag: "Return", how: "return", typed: "7", red: true, sql: update },
-                { tag: "Enter", how: "enter", typed: "7", red: true, sql: update },
-                { tag: "button", how: "button", typed: "7", red: true, sql: update },
-                { tag: "blanks trimmed", how: "return", typed: "7  ", red: true, sql: update },
-                { tag: "a blank is no change", how: "return", typed: " ", red: false,
-                  sql: "update 'scan' set value = '1' where key = 'a'" },
-                { tag: "empty sends no update", how: "return", typed: "", clear: true, red: false, sql: undefined }
-            ]
+            return $tables.commit
         }
 
         function test_commit(data) {
@@ -272,17 +227,15 @@ Item {
             verify(Qt.colorEqual(cell.color, data.red ? "#ff0000" : "#000000"), String(cell.color))
             $app.clear()
             $app.clearLogs()
-            if (data.how === "return")
-                keyClick(Qt.Key_Return)
-            else if (data.how === "enter")
-                keyClick(Qt.Key_Enter)
-            else
+            if (data.how === "button")
                 clickItem(find(cell.parent, "commitButton", false)[0])
+            else
+                keyClick(Qt["Key_" + data.how])
             verify($app.logged("move enter"))
             verify(Qt.colorEqual(cell.color, "#000000"), String(cell.color))
             compare(cell.activeFocus, false)
             // A plain row is listed again at once.
-            var expected = data.sql === undefined ? [] : [query(data.sql, "scan")]
+            var expected = data.value === undefined ? [] : [query("update 'scan' set value = '" + data.value + "' where key = 'a'", "scan")]
             compare($app.params(), expected.concat([query("select * from $table$", "scan")]))
         }
 

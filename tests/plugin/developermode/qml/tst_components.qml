@@ -50,13 +50,7 @@ Item {
         }
 
         function test_arrow_data() {
-            return [
-                {tag: "none", style: 0, visible: false, rotation: 0},
-                {tag: "right", style: 1, visible: true, rotation: 0},
-                {tag: "down", style: 2, visible: true, rotation: 90},
-                {tag: "unknown", style: 3, visible: true, rotation: 0},
-                {tag: "negative", style: -1, visible: false, rotation: 0}
-            ];
+            return $tables.arrow;
         }
 
         function test_arrow(data) {
@@ -108,13 +102,7 @@ Item {
         when: windowShown
 
         function test_weightDisplay_data() {
-            return [
-                {tag: "float noise", weight: 0.1 + 0.2, text: "0.3"},
-                {tag: "integer", weight: 37, text: "37"},
-                {tag: "ten decimals", weight: 1 / 3, text: "0.3333333333"},
-                {tag: "below ten decimals", weight: 0.00000000001, text: "0"},
-                {tag: "negative", weight: -4, text: "-4"}
-            ];
+            return $tables.weight;
         }
 
         function test_weightDisplay(data) {
@@ -123,30 +111,18 @@ Item {
             compare(findChild(bar, "weightField").text, data.text);
         }
 
-        // The weight field of ColorPickerBar and the value field of InputBar.
+        // tables.json's "edit": the weight field of ColorPickerBar and the
+        // value field of InputBar; key "": a click into another field.
         function test_edit_data() {
-            const w = {component: colorPickerComponent, init: {weight: 0.30000000000000004}, property: "weight",
-                       signal: "editWeightFinished", field: "weightField"};
-            const v = {component: inputBarComponent, init: {value: 7}, property: "value", signal: "editFinished",
-                       field: "valueField"};
-            const enter = Qt.Key_Return;
-            return [
-                {tag: "weight, return", bar: w, typed: "12.5", key: enter, text: "12.5", emitted: 12.5},
-                {tag: "weight, enter", bar: w, typed: "3", key: Qt.Key_Enter, text: "3", emitted: 3},
-                {tag: "weight, letters rejected", bar: w, typed: "a1b", key: enter, text: "1", emitted: 1},
-                {tag: "weight, two points pass", bar: w, typed: "1.2.3", key: enter, text: "1.2.3", emitted: 1.2},
-                {tag: "weight, minus rejected", bar: w, typed: "-5", key: enter, text: "5", emitted: 5},
-                {tag: "weight, emptied restores", bar: w, typed: "", key: enter, text: "0.3", emitted: 0.3},
-                {tag: "value, return", bar: v, typed: "15", key: enter, text: "15", emitted: 15},
-                {tag: "value, enter", bar: v, typed: "4", key: Qt.Key_Enter, text: "4", emitted: 4},
-                {tag: "value, point and letters rejected", bar: v, typed: "1x.5", key: enter, text: "15", emitted: 15},
-                {tag: "value, minus rejected", bar: v, typed: "-3", key: enter, text: "3", emitted: 3},
-                {tag: "value, emptied restores", bar: v, typed: "", key: enter, text: "7", emitted: 7},
-                {tag: "value, emptied and left", bar: v, typed: "", key: 0, text: "7", emitted: 7}
-            ];
+            return $tables.edit;
         }
 
         function test_edit(data) {
+            const bars = {weight: {component: colorPickerComponent, init: {weight: 0.30000000000000004}, property: "weight",
+                                   signal: "editWeightFinished", field: "weightField"},
+                          value: {component: inputBarComponent, init: {value: 7}, property: "value", signal: "editFinished",
+                                  field: "valueField"}};
+            data.bar = bars[data.bar];
             const bar = createTemporaryObject(data.bar.component, root, data.bar.init);
             const other = createTemporaryObject(inputBarComponent, root, {y: 100});
             const finished = root.spy(this, bar, data.bar.signal);
@@ -158,7 +134,7 @@ Item {
                 keyClick(c);
             // Return, Enter, or a click into another field.
             if (data.key)
-                keyClick(data.key);
+                keyClick(Qt["Key_" + data.key]);
             else
                 mouseClick(findChild(other, "valueField"));
             compare(field.activeFocus, false);

@@ -82,47 +82,9 @@ Item {
             }
         }
 
+        // One row per property: tables.json's "layout", [path, property, value].
         function test_layout_data() {
-            const rows = [["", "width", 600], ["", "height", 400], ["", "title", "开发者模式"],
-                ["", "background.color", "#434349"], ["", "header.width", 600],
-                ["tab0", "text", "基本配置"], ["tab1", "text", "设备相关"],
-                ["quitButton", "text", "退出开发者模式"], ["quitButton", "width", 600],
-                ["basicFlickable", "clip", true], ["deviceFlickable", "clip", true]];
-            for (const tab of ["basicFlickable", "deviceFlickable"]) {
-                for (const [side, padding] of [["left", 30], ["right", 30], ["top", 15], ["bottom", 15]])
-                    rows.push([tab + "/content/#0", side + "Padding", padding]);
-                rows.push([tab + "/content/#0", "contentItem.spacing", tab === "basicFlickable" ? 8 : 5]);
-            }
-            rows.push(["basicFlickable/content/#0/content/#1", "height", 1],
-                      ["basicFlickable/content/#0/content/#1", "color", "#30d8d8d8"],
-                      ["enableScanDistanceValue/content/#0", "color", "#ffffff"],
-                      ["enableSaveReadImage/arrow", "text", ">"], ["enableSaveReadImage/arrow", "color", "#ffffff"],
-                      ["enableScanDistanceValue/track", "implicitWidth", 40],
-                      ["enableScanDistanceValue/track", "implicitHeight", 20],
-                      ["enableScanDistanceValue/track", "radius", 10],
-                      ["enableScanDistanceValue/track", "color", "#0c0d0e"],
-                      ["enableSecondCameraWindow/track", "color", "#3ea2ff"],
-                      ["enableScanDistanceValue/knob", "width", 20], ["enableScanDistanceValue/knob", "height", 20],
-                      ["enableScanDistanceValue/knob", "color", "#ffffff"],
-                      ["enableScanDistanceValue/knob", "radius", 10], ["enableScanDistanceValue/knob", "x", 0],
-                      ["enableSecondCameraWindow/knob", "x", 20],
-                      ["enableSaveReadImage/content", "spacing", 8], ["enableSaveReadImage/childColumn", "spacing", 8],
-                      ["enableSaveReadImage/childColumn", "Layout.leftMargin", 30],
-                      ["section_1/content/#0", "color", "#ffffff"],
-                      ["section_1/weightField/parent/#0", "text", "权重:"],
-                      ["section_1/weightField/parent/#0", "color", "#ffffff"],
-                      ["section_1/weightField", "width", 80], ["section_1/weightField", "color", "#ffffff"],
-                      ["section_1/weightField", "background.color", "#50000000"],
-                      ["section_1/swatch", "width", 20], ["section_1/swatch", "height", 20],
-                      ["section_1/colorText", "color", "#000000"],
-                      ["rollbackFrame/content/#0", "color", "#ffffff"],
-                      ["rollbackFrame/valueField", "width", 120],
-                      ["rollbackFrame/valueField", "Layout.minimumWidth", 120],
-                      ["rollbackFrame/valueField", "Layout.maximumWidth", 120], ["rollbackFrame/valueField", "color", "#ffffff"],
-                      ["rollbackFrame/valueField", "horizontalAlignment", TextInput.AlignRight],
-                      ["rollbackFrame/valueField", "background.color", "#50000000"],
-                      ["every row", "fills the width", ""]);
-            return rows.map(r => ({tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2]}));
+            return $tables.layout.map(r => ({tag: r[0] + " " + r[1], path: r[0], property: r[1], value: r[2]}));
         }
 
         function test_layout(data) {
@@ -139,29 +101,11 @@ Item {
             compare(String(value), String(data.value));
         }
 
-        // One row per row of the page: its title, the entry of config it
-        // shows, and what an edit calls, with the type of the value.
+        // tables.json's "rows", one per row of the page: its title, the entry
+        // of config it shows, and what an edit calls, with the type of the
+        // value; "also": the switches an edit switches off with it.
         function test_rows_data() {
-            const rows = [
-                {tag: "1", name: "enableScanDistanceValue", title: "扫描距离值"},
-                {tag: "2", name: "enableSecondCameraWindow", title: "视频流第二窗口"},
-                // Switching "读图存图" on (only on) switches its children off.
-                {tag: "3 on", name: "enableSaveReadImage", title: "读图存图", from: false,
-                 also: ["enableReadCaliImage", "enableSaveCaliImage", "enableReadScanImage", "enableSaveScanImage",
-                        "enableSaveScanImage_GrayPic", "enableSaveScanImage_ColorPic"]},
-                {tag: "3 off", name: "enableSaveReadImage", title: "读图存图"},
-                {tag: "3.1", name: "enableReadCaliImage", title: "标定读图", section: "enableSaveReadImage"},
-                {tag: "3.2", name: "enableSaveCaliImage", title: "标定存图", section: "enableSaveReadImage"},
-                {tag: "3.3", name: "enableReadScanImage", title: "扫描读图", section: "enableSaveReadImage"},
-                {tag: "3.4", name: "enableSaveScanImage", title: "扫描存图-总开关", section: "enableSaveReadImage"},
-                {tag: "3.5", name: "enableSaveScanImage_GrayPic", title: "扫描存图-黑白", section: "enableSaveReadImage"},
-                {tag: "3.6", name: "enableSaveScanImage_ColorPic", title: "扫描存图-纹理", section: "enableSaveReadImage"},
-                {tag: "4", name: "enablePseudoColor", title: "伪彩色"}];
-            for (let n = 1; n <= 6; ++n)
-                rows.push({tag: "4." + n, name: "section_" + n, title: "section-" + n, section: "enablePseudoColor", n: n});
-            rows.push({tag: "5", name: "rollbackFrame", title: "回退帧数"},
-                      {tag: "watermark", name: "enableWatermark", title: "开发者模式禁止演示水印", tab: 1});
-            return rows;
+            return $tables.rows;
         }
 
         function test_rows(data) {
