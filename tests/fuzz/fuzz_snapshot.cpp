@@ -7,23 +7,23 @@
 
 #include <BusRouter.h>
 #include <SettingsInspector.h>
-#include <SnapshotGuard.h>
+#include <SnapshotKeeper.h>
 #include <VoraBox.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     Fuzz::init();
     const QString database = Fuzz::freshDatabase();
-    QDir folder(QFileInfo(SnapshotGuard::snapshotFile()).absolutePath());
+    QDir folder(QFileInfo(SnapshotKeeper::snapshotFile()).absolutePath());
     folder.removeRecursively(); // what earlier inputs set aside
     QDir().mkpath(folder.path());
     const QByteArray input = Fuzz::bytes(data, size);
     const int end = input.indexOf('\n');
     const QByteArray snapshot = input.mid(end + 1);
-    Fuzz::writeAll(SnapshotGuard::ownerFile(), end < 0 ? QByteArray() : input.left(end));
-    Fuzz::writeAll(SnapshotGuard::snapshotFile(), snapshot);
+    Fuzz::writeAll(SnapshotKeeper::ownerFile(), end < 0 ? QByteArray() : input.left(end));
+    Fuzz::writeAll(SnapshotKeeper::snapshotFile(), snapshot);
 
-    SnapshotGuard guard(database);
+    SnapshotKeeper guard(database);
     QString error;
     QString notice;
     if (guard.checkAtStart(false, &error, &notice))
