@@ -157,10 +157,6 @@ void tst_VoraHost::noDisplay()
         env.remove(name);
     process.setProcessEnvironment(env);
     // The command line is read first, and answered without a display.
-    process.start(bundle.host(), {"--help"});
-    QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
-    QCOMPARE(process.exitCode(), 0);
-    QVERIFY(process.readAllStandardOutput().startsWith("Usage: vorahost"));
     process.start(bundle.host(), {"--bogus"});
     QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
     QCOMPARE(process.exitCode(), 2);
