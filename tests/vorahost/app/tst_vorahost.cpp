@@ -168,8 +168,8 @@ void tst_VoraHost::noDisplay()
     QVERIFY2(error.contains("xvfb-run") && error.contains("QT_QPA_PLATFORM=offscreen"), qPrintable(error));
     QVERIFY(!QFile::exists(bundle.database()));
     process.start(bundle.host(), {"--script", "-"});
-    // Its windows drawn without OpenGL.
-    process.write(kEnable + "\n" + R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})" + "\n"
+    // Its windows drawn without OpenGL; a blank line read from standard input.
+    process.write(kEnable + "\n\n" + R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})" + "\n"
                   + R"({"eval": {"window": "配置工具", "js": "width"}})" + "\n");
     process.closeWriteChannel();
     QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
