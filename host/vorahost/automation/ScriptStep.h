@@ -22,7 +22,8 @@ struct ScriptStep
     double x = 0; // click
     double y = 0;
 
-    // A line as read, its line break included or not. Invalid sets error.
+    // A line as read, its line break included or not; any bytes. Invalid
+    // sets *error (never null), and only Invalid does.
     static ScriptStep parse(const QByteArray &line, QString *error);
     // The steps for --help: the form of each and what it does.
     static QList<QPair<QString, QString>> usage();

@@ -1,6 +1,8 @@
-// vorahost as a program: its script lines, plug-ins it must refuse, its
-// database option and its answer when there is no display. The developer
-// mode and the config editor each have their own end-to-end pass.
+// vorahost as a program: its exit codes, the script steps that act on windows,
+// plug-ins it must refuse, its database option and its answer when there is no
+// display. How a script line or an option is read: tst_scriptstep and
+// tst_hostoptions. The developer mode and the config editor each have their
+// own end-to-end pass.
 
 #include "HostRun.h"
 
@@ -35,14 +37,7 @@ void tst_VoraHost::badScriptLine_data()
 {
     QTest::addColumn<QByteArray>("badLine");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("not JSON") << QByteArray("{\"deliver\": ") << "not valid JSON";
-    QTest::newRow("array") << QByteArray("[1, 2]") << "JSON object";
-    QTest::newRow("unknown step") << QByteArray(R"({"jump": 3})") << "unknown step";
-    QTest::newRow("two steps in one") << QByteArray(R"({"wait": 1, "close": "x"})") << "exactly one";
-    QTest::newRow("wait not a number") << QByteArray(R"({"wait": "1000"})") << "wait";
-    QTest::newRow("deliver not a map") << QByteArray(R"({"deliver": "enableDeveloperMode"})") << "deliver";
-    QTest::newRow("eval without js") << QByteArray(R"({"eval": {"window": "vorahost"}})") << "\"js\"";
-    QTest::newRow("click without y") << QByteArray(R"({"click": {"window": "vorahost", "x": 3}})") << "\"y\"";
+    QTest::newRow("unknown step") << QByteArray(R"({"jump": 3})") << "unknown step \"jump\"";
     QTest::newRow("window not open") << QByteArray(R"({"close": "配置工具"})") << "no open window";
     QTest::newRow("screenshot of closed window")
             << QByteArray(R"({"screenshot": {"window": "开发者模式", "file": "x.png"}})") << "no open window";
@@ -161,6 +156,11 @@ void tst_VoraHost::noDisplay()
     for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "QT_QUICK_BACKEND"})
         env.remove(name);
     process.setProcessEnvironment(env);
+    // The command line is read first, and answered without a display.
+    process.start(bundle.host(), {"--bogus"});
+    QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
+    QCOMPARE(process.exitCode(), 2);
+    QCOMPARE(process.readAllStandardError(), QByteArray("vorahost: Unknown option 'bogus'. (see --help)\n"));
     process.start(bundle.host(), QStringList());
     QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
     QCOMPARE(process.exitCode(), 1);
@@ -168,8 +168,8 @@ void tst_VoraHost::noDisplay()
     QVERIFY2(error.contains("xvfb-run") && error.contains("QT_QPA_PLATFORM=offscreen"), qPrintable(error));
     QVERIFY(!QFile::exists(bundle.database()));
     process.start(bundle.host(), {"--script", "-"});
-    // Its windows drawn without OpenGL.
-    process.write(kEnable + "\n" + R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})" + "\n"
+    // Its windows drawn without OpenGL; a blank line read from standard input.
+    process.write(kEnable + "\n\n" + R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})" + "\n"
                   + R"({"eval": {"window": "配置工具", "js": "width"}})" + "\n");
     process.closeWriteChannel();
     QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
