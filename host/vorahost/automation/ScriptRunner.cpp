@@ -3,6 +3,7 @@
 #include "BusJson.h"
 #include "BusRouter.h"
 #include "HostLogging.h"
+#include "Protocol.h"
 #include "ScriptStep.h"
 #include "SettingsInspector.h"
 #include "WindowDriver.h"
@@ -200,7 +201,7 @@ int ScriptRunner::close(const ScriptStep &step, QString *error)
     QQuickWindow *target = openWindow(step.window, error);
     if (!target)
         return -1;
-    if (step.window == QLatin1String("vorahost"))
+    if (step.window == Protocol::MainWindowTitle)
         std::fprintf(stderr,
                      "vorahost: script line %d closes the main window: the host ends, and any steps "
                      "after this line are not run\n",

@@ -1,6 +1,7 @@
 #include "DatabaseService.h"
 
 #include "HostLogging.h"
+#include "Protocol.h"
 #include "VoraSqlite.h"
 
 #include <QElapsedTimer>
@@ -16,7 +17,6 @@ namespace {
 using VoraSqlite::Connection;
 using VoraSqlite::Statement;
 
-const QString kCmd = QStringLiteral("cmd");
 const QString kResponse = QStringLiteral("dataBaseResponse");
 const QString kRefused = QStringLiteral("refused");
 const QString kReason = QStringLiteral("reason");
@@ -352,7 +352,7 @@ QVariantMap DatabaseService::answer(const QVariantMap &query)
         write.error = outcome.reason;
         m_writeObserver(write);
     }
-    QVariantMap response{{kCmd, QStringLiteral("dataBaseResponseCmd")},
+    QVariantMap response{{Protocol::Cmd, Protocol::DataBaseResponseCmd},
                          {kResponse, outcome.rows},
                          {kRefused, outcome.refused}};
     if (outcome.refused)
