@@ -144,8 +144,9 @@ public:
         return QJsonValue::Undefined;
     }
 
-    // A real click in the middle of the item named objectName in window.
-    void click(const QString &window, const QString &objectName)
+    // A real click in the middle of the item named objectName in window, and
+    // what it said.
+    QList<QJsonObject> click(const QString &window, const QString &objectName)
     {
         const QJsonValue at = eval(
                 window,
@@ -157,7 +158,7 @@ public:
                           " return [p.x, p.y]; } var r = f(it.children); if (r) return r; }"
                           " return null; })(typeof contentItem !== 'undefined' ? [contentItem]"
                           " : children)");
-        perform({{"click", QJsonObject{{"window", window}, {"x", at[0]}, {"y", at[1]}}}}, window);
+        return perform({{"click", QJsonObject{{"window", window}, {"x", at[0]}, {"y", at[1]}}}}, window);
     }
 
     // Closes standard input (the script ends) and waits for the exit; the

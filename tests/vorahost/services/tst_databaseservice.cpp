@@ -203,49 +203,19 @@ void tst_DatabaseService::updateOneRow()
     QCOMPARE(dbWarnings(), QStringList());
 }
 
+// databaseservice.json "hostileInput": [tag, dbName, SQL, the refusal as
+// logged, before " in: " and the statement]. What the page builds from a
+// value or keyword typed into it, then statements the page never sends, in
+// case another one does.
 void tst_DatabaseService::hostileInput_data()
 {
     QTest::addColumn<QVariant>("dbName");
     QTest::addColumn<QString>("sql");
-    QTest::addColumn<QString>("why"); // the refusal as logged, before " in: " and the statement
-    auto row = [](const char *tag, const QVariant &dbName, const QString &sql, const char *why) {
-        QTest::newRow(tag) << dbName << sql << why;
-    };
-    const QString notOneRow = "the update would change 0 rows, not one";
-    const QString notPageForm = "an update that is not the page's form ("
-            + kUpdate.arg("<table>", "<value>", "<key>") + ")";
-    const QString neither = ", which is neither a query nor an update";
-    // What the page builds from a value or keyword typed into it.
-    row("value adding a second statement", {},
-        kUpdate.arg("scan", "1' where key = 'IRSpeckle.gain'; delete from config; --", "k"),
-        qPrintable(notOneRow));
-    row("keyword reading another table", "scan",
-        kSearch.arg("' union select key, value, comment, 1 from other --"),
-        "the statement reads table \"other\"");
-    // Statements the page never sends, in case another one does.
-    row("update matching no row", {}, kUpdate.arg("scan", "1", "no such key"), qPrintable(notOneRow));
-    row("update of a key", {}, "update scan set key = 'x' where key = 'IRSpeckle.gain'",
-        qPrintable(notPageForm));
-    row("update of another table", {}, "update other set value = 'x' where key = 'secret'",
-        qPrintable(notPageForm));
-    row("delete", {}, "delete from scan where key = 'IRSpeckle.gain'",
-        qPrintable("the statement deletes" + neither));
-    row("replace", {}, "replace into scan values ('IRSpeckle.gain', 1, '')",
-        qPrintable("the statement inserts" + neither));
-    row("create", {}, "create table evil (x)", qPrintable("the statement inserts" + neither));
-    row("pragma", {}, "pragma writable_schema = 1", qPrintable("the statement runs a pragma" + neither));
-    row("attach", {}, "attach database ':memory:' as evil",
-        qPrintable("the statement attaches a database" + neither));
-    row("transaction of its own", {}, "begin; " + kUpdate.arg("scan", "1", "IRSpeckle.gain"),
-        "the statement controls a transaction");
-    row("vacuum", {}, "vacuum", "not a query");
-    row("extension", {}, "select load_extension('evil')", "the statement calls load_extension()");
-    row("empty", {}, "", "no statement");
-    row("not a table", "other", "select * from $table$", "\"other\" is not a configuration table");
-    row("table name with a statement", "scan\"; drop table scan; --", "select * from $table$",
-        "\"scan\"; drop table scan; --\" is not a configuration table");
-    row("VoraCloudDisk is not a table", "VoraCloudDisk", "select * from $table$",
-        "\"VoraCloudDisk\" is not a configuration table");
+    QTest::addColumn<QString>("why");
+    for (const QJsonValue row :
+         VoraTest::dataTable("vorahost/services/databaseservice.json", "hostileInput").toArray())
+        QTest::newRow(qPrintable(row[0].toString())) << (row[1].isNull() ? QVariant() : row[1].toVariant())
+                                                     << row[2].toString() << row[3].toString();
 }
 
 void tst_DatabaseService::hostileInput()
@@ -304,52 +274,30 @@ void tst_DatabaseService::longQueryIsStopped()
 
 // What a hostile or careless page user can type, each input with what
 // must come of it, on a file of its own.
+// databaseservice.json "typedInput": [tag, SQL run on the file first, what
+// the page sends (dbName "scan"), "refused: <reason>" or "<rows> rows", a
+// row and what it holds afterwards as "value|type", a log line to expect].
 void tst_DatabaseService::typedInput_data()
 {
-    QTest::addColumn<QString>("setup"); // SQL run on the file first
-    QTest::addColumn<QString>("sql"); // what the page sends (dbName "scan")
-    QTest::addColumn<QString>("outcome"); // "refused: <reason>", or "<rows> rows"
-    QTest::addColumn<QString>("row"); // a row and what it holds afterwards,
-    QTest::addColumn<QString>("stored"); // as "value|type"
-    QTest::addColumn<QString>("log");
+    for (const char *column : {"setup", "sql", "outcome", "row", "stored", "log"})
+        QTest::addColumn<QString>(column);
+    for (const QJsonValue r :
+         VoraTest::dataTable("vorahost/services/databaseservice.json", "typedInput").toArray())
+        QTest::newRow(qPrintable(r[0].toString())) << r[1].toString() << r[2].toString() << r[3].toString()
+                                                   << r[4].toString() << r[5].toString() << r[6].toString();
+    // Made here: too long to write out.
     const QString cross =
             "x' where key = 'k' and (select count(*) from scan a, scan b, scan c, scan d, scan e, "
             "scan f, scan g, scan h, scan i, scan j, scan k, scan l, scan m, scan n) >= 0 --";
-    auto row = [](const char *name, const QString &setup, const QString &sql, const QString &outcome,
-                  const char *key, const char *stored, const char *log = "") {
-        QTest::newRow(name) << setup << sql << outcome << QString(key) << QString(stored) << QString(log);
-    };
-    row("quote in a value", "", kUpdate.arg("scan", "it's", "text"), "0 rows", "text", "it's|text");
-    row("number over an integer", "", kUpdate.arg("scan", "9000", "int"), "0 rows", "int", "9000|integer");
-    row("number over a real", "", kUpdate.arg("scan", "2.5", "real"), "0 rows", "real", "2.5|real");
-    row("text over an integer", "", kUpdate.arg("scan", "9000x", "int"), "0 rows", "int", "9000x|text");
-    row("value aimed at another row", "", kUpdate.arg("scan", "x' where key = 'other' --", "text"), "0 rows",
-        "other", "keep|text");
-    row("cross join in a value", "", kUpdate.arg("scan", cross, "text"), "0 rows", "int", "1|integer");
-    row("line break forging a row", "", kUpdate.arg("scan", "v\nconfig#developerModeEnabled#true#", "text"),
-        "refused: the value holds a line break or '#'", "text", "x|text");
-    row("hash in a value", "", kUpdate.arg("scan", "a#b", "text"), "refused: the value holds a line break",
-        "text", "x|text");
-    row("value over 64 KiB", "", kUpdate.arg("scan", QString(70000, 'v'), "text"),
-        "refused: the value is 70000 bytes long, more than the 65536", "text", "x|text");
-    row("update not in the page's form", "", "update scan set value = 5 where key = 'int'",
-        "refused: an update that is not the page's form", "int", "1|integer");
-    row("300 MB made by printf", "", kSearch.arg("' and length(printf('%.*c', 300000000, 'x')) > 0 --"),
-        "refused: the statement calls printf()", "int", "1|integer");
-    row("80 MB made by group_concat", "INSERT INTO scan VALUES ('pad', printf('%.*c', 60000, 'p'), '')",
-        kSearch.arg("' and length((select group_concat(a.value) from scan a, scan b, scan c, "
-                    "scan d, scan e)) > 0 --"),
-        "refused: string or blob too big", "int", "1|integer");
-    row("search for $table$", "", kSearch.arg("$table$"), "1 rows", "dollar", "$table$|text");
-    row("stored line break", "INSERT INTO scan VALUES ('forged', 'v' || char(10) || 'config#a#b#c', '')",
-        QStringLiteral("select * from $table$"), "5 rows", "int", "1|integer", "left out 1 rows");
-    row("stored value of 1 MB", "INSERT INTO scan VALUES ('big', printf('%.*c', 1000000, 'v'), '')",
-        QStringLiteral("select * from $table$"), "5 rows", "int", "1|integer", "left out 1 rows");
-    row("cross join of 2 million rows", "",
-        kSearch.arg(
-                "' union all select a.key, b.key, c.key, d.key from scan a, scan b, scan c, scan d, scan e, "
-                "scan f, scan g, scan h, scan i --"),
-        "100000 rows", "int", "1|integer", "listing cut after 100000 rows");
+    QTest::newRow("cross join in a value") << "" << kUpdate.arg("scan", cross, "text") << "0 rows"
+                                           << "int"
+                                           << "1|integer"
+                                           << "";
+    QTest::newRow("value over 64 KiB") << "" << kUpdate.arg("scan", QString(70000, 'v'), "text")
+                                       << "refused: the value is 70000 bytes long, more than the 65536"
+                                       << "text"
+                                       << "x|text"
+                                       << "";
 }
 
 void tst_DatabaseService::typedInput()

@@ -170,7 +170,7 @@ void tst_HostSafety::lockHeldWhileLoadingAndLeaving()
     QCOMPARE(run.finish(), 0);
     const QString log = run.errorOutput();
     QVERIFY2(log.contains("\"IRSpeckle.If_Save_Pic\" to table scan dropped: " + m_bundle.database()
-                          + " is locked by another connection"),
+                          + " is locked by another connection\n"),
              qPrintable(log));
     // The leave's writes, all dropped in one turn: only the first waited.
     QCOMPARE(log.count(" is locked by another connection (waited "), 1);
@@ -201,6 +201,7 @@ void tst_HostSafety::snapshotOfAnotherDatabase()
     QCOMPARE(aside.finish(), 0);
     const QString backup = aside.errorOutput().section(" aside as ", 1).section(" (", 0, 0);
     QCOMPARE(readFile(backup), m_snapshot);
+    QCOMPARE(readFile(QString(backup).replace(".json", ".database")), m_owner);
     QVERIFY(!QFile::exists(m_bundle.snapshot()));
     QCOMPARE(dump(other), m_original);
     QCOMPARE(readFile(m_bundle.database()), m_changed);

@@ -25,7 +25,8 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
     Bundle bundle;
     QVERIFY(bundle.isValid());
     const QString journal = bundle.root() + "/journal.jsonl";
-    // inspectorjournal.json: "scenario", each step with the bus message
+    // inspectorjournal.json: "scenario", each step (a script step, or the
+    // main window's button to click) with the bus message
     // (side, command) that shows it has been done; the config editor's edits
     // go behind the plug-in's back, the second one refused by the service.
     // "inspected", per inspect: the changed settings, those the database
@@ -49,7 +50,8 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
             int seen = 0;
             const QString from = s[1].toString(), cmd = s[2].toString();
             const int before = run.messages(from, cmd).size();
-            const QList<QJsonObject> said = run.perform(s[0].toObject(), "vorahost");
+            const QList<QJsonObject> said = s[0].isString() ? run.click("vorahost", s[0].toString())
+                                                            : run.perform(s[0].toObject(), "vorahost");
             if (!cmd.isEmpty())
                 QVERIFY(run.waitForLine([&](const QJsonObject &l) {
                     return isCmd(l, from, cmd) && ++seen > before;
@@ -59,8 +61,9 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
                     inspects.append(line);
             }
         }
-        QCOMPARE(run.eval("vorahost", "[$host.inspector.mode, showDeveloperModeViewButton.blocker]"),
-                 QJsonValue(QJsonArray{"off", "switch the developer mode on first"}));
+        QCOMPARE(run.eval("vorahost",
+                          "[$host.inspector.mode, showDeveloperModeViewButton.blocker, tabs.itemAt(1).text]"),
+                 QJsonValue(QJsonArray{"off", "switch the developer mode on first", "Settings inspector"}));
         // The run ends here with SIGKILL: the journal must already hold every
         // write, whole.
     }
@@ -152,7 +155,9 @@ void tst_VoraHostInspector::replayIntoAnotherDatabase()
     Run bad(bundle);
     bad.start({"--replay", journal, "--db", db, "--apply"});
     QCOMPARE(bad.finish(), 2);
-    QVERIFY2(bad.errorOutput().contains("line 9: table \"nothere\""), qPrintable(bad.errorOutput()));
+    QVERIFY2(bad.errorOutput().contains("vorahost: journal " + journal
+                                        + " line 9: table \"nothere\" is not in " + db + "\n"),
+             qPrintable(bad.errorOutput()));
     QCOMPARE(dump(db), applied);
     // Nor does one with a line that is no JSON object.
     QVERIFY(file.open(QIODevice::WriteOnly));

@@ -1,7 +1,13 @@
 // The main window shows paths shortened: inside the bundle, under home, or to
-// their last three parts; the whole path is in the tooltip.
+// their last three parts; the whole path is in the tooltip. Its panes read
+// their models' roles by name.
 
+#include "BusLogModel.h"
+#include "BusRouter.h"
 #include "MainWindowBackend.h"
+#include "SettingsInspector.h"
+#include "VoraBox.h"
+#include "WriteJournal.h"
 
 #include <QtTest>
 
@@ -12,6 +18,7 @@ class tst_MainWindowBackend : public QObject
 private slots:
     void shortPaths_data();
     void shortPaths();
+    void panesReadTheirModelsRoles();
 };
 
 void tst_MainWindowBackend::shortPaths_data()
@@ -37,6 +44,29 @@ void tst_MainWindowBackend::shortPaths()
     QFETCH(QString, path);
     QFETCH(QString, shown);
     QCOMPARE(MainWindowBackend::shortPath(path), shown);
+}
+
+void tst_MainWindowBackend::panesReadTheirModelsRoles()
+{
+    CommonLib::VoraBox box;
+    BusRouter router(&box);
+    const BusLogModel log;
+    const SettingsInspector inspector(&router, nullptr, QString());
+    const WriteJournal journal;
+    for (const auto &[pane, model] : {std::pair<QString, const QAbstractItemModel *>{"BusLogPane", &log},
+                                      {"InspectorPane", &inspector},
+                                      {"JournalPane", &journal}}) {
+        QFile qml(VORA_SOURCE_DIR "/host/vorahost/workbench/qml/" + pane + ".qml");
+        QVERIFY(qml.open(QIODevice::ReadOnly));
+        QSet<QByteArray> unknown;
+        auto read = QRegularExpression("\\bmodel\\.(\\w+)").globalMatch(QString::fromUtf8(qml.readAll()));
+        while (read.hasNext())
+            unknown.insert(read.next().captured(1).toUtf8());
+        QVERIFY(!unknown.isEmpty());
+        for (const QByteArray &name : model->roleNames())
+            unknown.remove(name);
+        QVERIFY2(unknown.isEmpty(), qPrintable(pane + ": " + unknown.values().join(' ')));
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_MainWindowBackend)
