@@ -155,8 +155,10 @@ void tst_BusRouter::storesWhatThePluginAnnounces_data()
     QTest::addColumn<QVariantMap>("param");
     QTest::addColumn<QString>("enabled"); // config/developerModeEnabled afterwards
     QTest::addColumn<QString>("rollback"); // scan/rollbackFrame afterwards
-    auto row = [](const char *name, const QVariantMap &param, const char *enabled, const char *rollback) {
-        QTest::newRow(name) << param << QString(enabled) << QString(rollback);
+    QTest::addColumn<QString>("warning"); // why rollbackFrame was not stored
+    auto row = [](const char *name, const QVariantMap &param, const char *enabled, const char *rollback,
+                  const char *warning = "") {
+        QTest::newRow(name) << param << QString(enabled) << QString(rollback) << QString(warning);
     };
     auto settings = [](const QVariant &rollback) {
         QVariantMap settings{{"enableWatermark", true}};
@@ -174,11 +176,12 @@ void tst_BusRouter::storesWhatThePluginAnnounces_data()
     row("rollbackFrame from a snapshot (double)", settings(9.0), "false|text", "9|integer");
     row("rollbackFrame as text", settings("12"), "false|text", "12|integer");
     row("rollbackFrame placeholder", settings(QVariant()), "false|text", "5|integer");
-    row("rollbackFrame not whole", settings(2.5), "false|text", "5|integer");
-    row("rollbackFrame not a number", settings("abc"), "false|text", "5|integer");
-    row("rollbackFrame beyond an int", settings(3e9), "false|text", "5|integer");
-    row("rollbackFrame infinite", settings(qInf()), "false|text", "5|integer");
-    row("rollbackFrame NaN", settings(qQNaN()), "false|text", "5|integer");
+    row("rollbackFrame not whole", settings(2.5), "false|text", "5|integer", "'2.5' is not a whole number");
+    row("rollbackFrame not a number", settings("abc"), "false|text", "5|integer",
+        "'abc' is not a whole number");
+    row("rollbackFrame beyond an int", settings(3e9), "false|text", "5|integer", "'3e+09' is out of range");
+    row("rollbackFrame infinite", settings(qInf()), "false|text", "5|integer", "'inf' is out of range");
+    row("rollbackFrame NaN", settings(qQNaN()), "false|text", "5|integer", "'nan' is out of range");
     row("per-key change without rollbackFrame",
         {{"cmd", "developerModeSettingChanged"},
          {"changedKey", "enableWatermark"},
@@ -191,7 +194,12 @@ void tst_BusRouter::storesWhatThePluginAnnounces()
     QFETCH(QVariantMap, param);
     QFETCH(QString, enabled);
     QFETCH(QString, rollback);
+    QFETCH(QString, warning);
+    VoraTest::LogCollector log;
     m_host->probe->publish(QString(), QString(), QString(), param);
+    // The message after the logging function's name.
+    QCOMPARE(log.lines("warning").join('\n').section("): ", 1),
+             warning.isEmpty() ? QString() : "rollbackFrame " + warning + "; not stored");
     QCOMPARE(m_host->routed, (Routed{{"plugin", param}}));
     QCOMPARE(m_host->value("config", "developerModeEnabled"), enabled);
     QCOMPARE(m_host->value("scan", "rollbackFrame"), rollback);
