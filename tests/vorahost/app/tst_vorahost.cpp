@@ -33,21 +33,13 @@ private slots:
     void logLinesWholeAndPrompt();
 };
 
+// host-runs.json "badScriptLine": [tag, the line, what the error says].
 void tst_VoraHost::badScriptLine_data()
 {
     QTest::addColumn<QByteArray>("badLine");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("unknown step") << QByteArray(R"({"jump": 3})") << "unknown step \"jump\"";
-    QTest::newRow("window not open") << QByteArray(R"({"close": "配置工具"})") << "no open window";
-    QTest::newRow("screenshot of closed window")
-            << QByteArray(R"({"screenshot": {"window": "开发者模式", "file": "x.png"}})") << "no open window";
-    QTest::newRow("eval that throws")
-            << QByteArray(R"({"eval": {"window": "vorahost", "js": "noSuchName.x"}})") << "eval failed";
-    QTest::newRow("eval that never ends")
-            << QByteArray(R"({"eval": {"window": "vorahost", "js": "while (1) {}"}})")
-            << "the JavaScript ran longer than 5000 ms and was stopped";
-    QTest::newRow("revert without its window")
-            << QByteArray(R"({"revert": "enableWatermark"})") << "cannot revert enableWatermark: ";
+    for (const QJsonValue row : VoraTest::dataTable("vorahost/app/host-runs.json", "badScriptLine").toArray())
+        QTest::newRow(qPrintable(row[0].toString())) << row[1].toString().toUtf8() << row[2].toString();
     QTest::newRow("line without an end") << QByteArray(1100000, 'x') << "longer than 1048576 bytes";
 }
 

@@ -263,6 +263,8 @@ void tst_BusRouter::hostMessageIsRoutedBeforeDelivery()
     const QVariantMap show{{"module", "DeveloperMode"}, {"cmd", "showDeveloperModeView"}};
     m_host->router.deliverToPlugin(show);
     QCOMPARE(m_host->probe->received, QList<QVariantMap>{show});
+    // On the bus once, though attaching a plug-in also sets its box.
+    QCOMPARE(m_host->box.objects(), QVector<CommonLib::VoraQObject *>{m_host->probe.get()});
     // The host's line is out before the plug-in reacts, so the printed
     // order is the order of events.
     QCOMPARE(m_host->probe->routedBefore, QList<int>{1});

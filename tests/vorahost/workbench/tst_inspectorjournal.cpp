@@ -62,8 +62,10 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
             }
         }
         QCOMPARE(run.eval("vorahost",
-                          "[$host.inspector.mode, showDeveloperModeViewButton.blocker, tabs.itemAt(1).text]"),
-                 QJsonValue(QJsonArray{"off", "switch the developer mode on first", "Settings inspector"}));
+                          "[$host.inspector.mode, modeText(), showDeveloperModeViewButton.blocker, "
+                          "tabs.itemAt(1).text]"),
+                 QJsonValue(QJsonArray{"off", "Developer mode: off", "switch the developer mode on first",
+                                       "Settings inspector"}));
         // The run ends here with SIGKILL: the journal must already hold every
         // write, whole.
     }

@@ -1,0 +1,50 @@
+// The settings inspector reads the developer mode's snapshot beside the
+// executable, the plug-in's file of about a kilobyte; a file far bigger is
+// not it, and is not read.
+
+#include "BusRouter.h"
+#include "ConfigDatabase.h"
+#include "PluginHarness.h"
+#include "SettingsInspector.h"
+#include "SnapshotKeeper.h"
+#include "VoraBox.h"
+
+#include <QtTest>
+
+class tst_SettingsInspector : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void snapshotSize_data()
+    {
+        QTest::addColumn<int>("padding");
+        QTest::addColumn<QJsonValue>("entry");
+        QTest::newRow("as the plug-in writes it") << 0 << QJsonValue(true);
+        QTest::newRow("over 1 MiB") << 1024 * 1024 << QJsonValue();
+    }
+    void snapshotSize()
+    {
+        QFETCH(int, padding);
+        QFETCH(QJsonValue, entry);
+        const VoraTest::TempDatabase db(ConfigDatabase::sampleSql());
+        QVERIFY(QDir().mkpath(QFileInfo(SnapshotKeeper::snapshotFile()).path()));
+        QFile file(SnapshotKeeper::snapshotFile());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"({"init": {"enableWatermark": true}})" + QByteArray(padding, ' '));
+        file.close();
+        CommonLib::VoraBox box;
+        BusRouter router(&box);
+        SettingsInspector inspector(&router, nullptr, db.fileName());
+        emit router.messageRouted("plugin", {{"cmd", "developerModeEnabledChanged"}, {"enabled", true}});
+        inspector.refresh();
+        const QJsonArray rows = QJsonDocument::fromJson(inspector.inspectLine())["inspect"].toArray();
+        const auto row = std::find_if(rows.begin(), rows.end(),
+                                      [](const QJsonValue &r) { return r["key"] == "enableWatermark"; });
+        QVERIFY(row != rows.end());
+        QCOMPARE((*row)["entry"], entry);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SettingsInspector)
+#include "tst_settingsinspector.moc"
