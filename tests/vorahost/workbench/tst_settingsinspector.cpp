@@ -1,6 +1,6 @@
-// The settings inspector reads the developer mode's snapshot beside the
-// executable, the plug-in's file of about a kilobyte; a file far bigger is
-// not it, and is not read.
+// The settings inspector, under Qt's model checker, reads the developer
+// mode's snapshot beside the executable, the plug-in's file of about a
+// kilobyte; a file far bigger is not it, and is not read.
 
 #include "BusRouter.h"
 #include "ConfigDatabase.h"
@@ -9,6 +9,7 @@
 #include "SnapshotKeeper.h"
 #include "VoraBox.h"
 
+#include <QAbstractItemModelTester>
 #include <QtTest>
 
 class tst_SettingsInspector : public QObject
@@ -36,6 +37,7 @@ private slots:
         CommonLib::VoraBox box;
         BusRouter router(&box);
         SettingsInspector inspector(&router, nullptr, db.fileName());
+        QAbstractItemModelTester tester(&inspector, QAbstractItemModelTester::FailureReportingMode::QtTest);
         emit router.messageRouted("plugin", {{"cmd", "developerModeEnabledChanged"}, {"enabled", true}});
         inspector.refresh();
         const QJsonArray rows = QJsonDocument::fromJson(inspector.inspectLine())["inspect"].toArray();
