@@ -190,7 +190,7 @@ void tst_VoraHost::logLinesWholeAndPrompt()
     Bundle bundle;
     QVERIFY(bundle.isValid());
     Run run(bundle);
-    run.start();
+    run.start({"--report-peak-memory", "--script", "-"});
     const QString longLine = QString(16383, 'a') + QString::fromUtf8("\U0001F600") + QString(3000000, 'b');
     run.eval("vorahost", "console.log('a'.repeat(16383) + '\\uD83D\\uDE00' + 'b'.repeat(3000000)); 0");
     run.eval("vorahost", "console.log('after'); 0");
@@ -198,6 +198,8 @@ void tst_VoraHost::logLinesWholeAndPrompt()
     QVERIFY(error.contains("qml: " + longLine + "\n"));
     QVERIFY(error.endsWith("qml: after\n"));
     QCOMPARE(run.finish(), 0);
+    // Asked for, the peak memory comes last.
+    QVERIFY(QRegularExpression("\nvorahost: peak memory \\d+ kB\n$").match(run.errorOutput()).hasMatch());
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHost)
