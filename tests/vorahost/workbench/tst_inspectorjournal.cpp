@@ -63,9 +63,10 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
         }
         QCOMPARE(run.eval("vorahost",
                           "[$host.inspector.mode, modeText(), showDeveloperModeViewButton.blocker, "
-                          "tabs.itemAt(1).text]"),
+                          "tabs.itemAt(1).text, paths.itemAt(0).text, paths.itemAt(1).text]"),
                  QJsonValue(QJsonArray{"off", "Developer mode: off", "switch the developer mode on first",
-                                       "Settings inspector"}));
+                                       "Settings inspector", "plug-in: …/plugins/libApplicationTools.so",
+                                       "database: …/Resources/res/config.db"}));
         // The run ends here with SIGKILL: the journal must already hold every
         // write, whole.
     }

@@ -71,6 +71,8 @@ Rectangle {
             spacing: 16
 
             Repeater {
+                id: paths
+
                 model: [
                     { "label": "plug-in: ", "shown": root.hasPlugin ? $host.pluginFileShort : "(none)",
                       "full": $host.pluginFile },
