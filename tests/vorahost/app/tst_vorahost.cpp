@@ -159,6 +159,9 @@ void tst_VoraHost::noDisplay()
     const QString error = QString::fromUtf8(process.readAllStandardError());
     QVERIFY2(error.contains("xvfb-run") && error.contains("QT_QPA_PLATFORM=offscreen"), qPrintable(error));
     QVERIFY(!QFile::exists(bundle.database()));
+    // Qt's own message pattern, when one is set, writes the log.
+    env.insert("QT_MESSAGE_PATTERN", "[%{category}] %{message}");
+    process.setProcessEnvironment(env);
     process.start(bundle.host(), {"--script", "-"});
     // Its windows drawn without OpenGL; a blank line read from standard input.
     process.write(kEnable + "\n\n" + R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})" + "\n"
@@ -167,6 +170,7 @@ void tst_VoraHost::noDisplay()
     QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
     QCOMPARE(process.exitCode(), 0);
     QVERIFY(process.readAllStandardOutput().contains("developerModeEnabledChanged"));
+    QVERIFY(process.readAllStandardError().contains("\n[vora.host.plugin] loaded "));
 }
 
 // SIGTERM ends the host in order, with 128 + the signal as exit code.

@@ -67,6 +67,14 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
                  QJsonValue(QJsonArray{"off", "Developer mode: off", "switch the developer mode on first",
                                        "Settings inspector", "plug-in: …/plugins/libApplicationTools.so",
                                        "database: …/Resources/res/config.db"}));
+        // A refusal stands out in the bus log.
+        QCOMPARE(run.eval("vorahost",
+                          "tabs.currentIndex = 0; busLogPane.log.filter = '\"refused\":true'; "
+                          "busLogPane.view.forceLayout(); "
+                          "busLogPane.view.itemAtIndex(0).children[0].children[2].text")
+                         .toString()
+                         .section("  {", 0, 0),
+                 QString("REFUSED: the update would change 0 rows, not one"));
         // The run ends here with SIGKILL: the journal must already hold every
         // write, whole.
     }
