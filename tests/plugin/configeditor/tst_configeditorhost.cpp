@@ -134,7 +134,8 @@ void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
     edited.insert("IRSpeckle.gain", "2.5");
     edited.insert("laser.exposure", "900");
     QCOMPARE(db.stored("scan", "laser.exposure"), QString("900|text"));
-    QVERIFY(m_run->errorOutput().contains("real-time setup refreshed"));
+    QVERIFY(m_run->errorOutput().contains("vora.host.scanner: real-time setup refreshed (isLaserScan false, "
+                                          "target VoraLaserRebuildProcessController)\n"));
     QCOMPARE(shown(), listing("scan", edited));
 
     // Photographed: the page renders.
