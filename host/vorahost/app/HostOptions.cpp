@@ -82,7 +82,8 @@ QString usage()
     }
     text += QStringLiteral(
             "\nScript steps, one JSON object per line (blank lines and lines starting with # skipped):\n");
-    for (const auto &step : ScriptStep::usage())
+    const auto steps = ScriptStep::usage();
+    for (const auto &step : steps)
         text += helpRow(step.first, 50, step.second);
     return text
             + QStringLiteral(

@@ -296,7 +296,8 @@ QString DatabaseService::fillInTable(const QString &sql, const QString &source)
 QStringList DatabaseService::presentTables(Connection &db) const
 {
     QSet<QString> present;
-    for (const QString &name : db.tableNames())
+    const QStringList names = db.tableNames();
+    for (const QString &name : names)
         present.insert(asciiLower(name));
     QStringList result;
     for (const QString &table : configurationTables()) {
