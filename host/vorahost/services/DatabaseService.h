@@ -11,27 +11,13 @@ class Connection;
 }
 
 // The host's database service: answers the config editor's "dataBaseQuery"
-// messages on the configuration database.
-//
-// The page sends SQL text with its search word and edited value pasted in
-// unescaped, so the text is untrusted. Two shapes are run:
-//   - one read-only SELECT over the configuration tables, under an SQLite
-//     authorizer, tight SQLite limits and a time limit;
-//   - the page's own update, exactly "update '<table>' set value = '<value>'
-//     where key = '<key>'" (table before the first "' set value = '", key
-//     after the last "' where key = '"), run as a prepared statement with the
-//     value and key bound, keeping the row's storage class when the text is a
-//     number of the same kind, and kept only if it changed exactly one row.
-// Anything else is refused with one line on vora.host.db, and the file is
-// left as it was.
-//
-// The response format has no escaping, so a row with a line break or "#" in
-// a field, or a field over MaxValueBytes, is left out of a listing (with a
-// log line), and such a value is never stored. A listing stops at
-// MaxResponseRows rows or MaxResponseBytes bytes, with a log line.
-//
-// Every response carries "refused" (bool) and, when refused, "reason" (the
-// reason the log line gives).
+// messages on the configuration database. The page's SQL text is untrusted:
+// only one read-only SELECT over the configuration tables (under an
+// authorizer, SQLite limits and a time limit) or the page's own one-row
+// update (run with its value and key bound) is run; anything else is refused
+// with one line on vora.host.db and the file is left as it was. Every answer
+// carries "refused" and, when refused, "reason". The rules in full:
+// docs/protocol.md ("Database queries").
 class DatabaseService
 {
 public:

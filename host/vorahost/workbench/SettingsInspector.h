@@ -15,28 +15,15 @@ class QQmlEngine;
 class WindowWatch;
 
 // The developer mode as the host sees it, for the main window and the
-// "inspect" and "revert" script steps.
-//
-// The mode's state (off, loading, on) follows the bus. While the mode is not
-// off there is one row per setting of the developer mode, with
-//   - its entry value: the snapshot's "init", what leaving writes back;
-//   - its current value: the snapshot's "last" (the last
-//     "developerModeSettingChanged" when there is no snapshot to read);
-//   - the database value under its table and key, in its stored type;
-//   - changed: current differs from entry;
-//   - mismatch: the database disagrees with current, that is the plug-in
-//     would read another value from it (its own reading rule: the integer 1
-//     and the text "true" are both true for a calibration switch, but only
-//     the integer is true for a scan switch).
-// Everything is read again on the event-loop turn after a developer-mode
-// message, a configuration-editor answer or a journaled write, when the
-// plug-in has finished writing its snapshot and the database.
-//
-// Revert puts one setting back to its entry value through the plug-in's own
-// updateValue, reached as the context property "$developerModeController" of
-// the host's engine, which the plug-in sets when it shows its window; the
-// plug-in then writes, announces and snapshots as for a click. It works
-// while that window is open.
+// "inspect" and "revert" script steps. Its state (off, loading, on) follows
+// the bus; while the mode is not off it has one row per setting: entry value
+// (the snapshot's "init"), current value (its "last"), the database value in
+// its stored type, changed, and mismatch (the plug-in would read another
+// value from the database). Everything is read again on the event-loop turn
+// after a developer-mode message, a config-editor answer or a journaled
+// write. Revert goes through the plug-in's own updateValue
+// ("$developerModeController"), so it works while the developer-mode window
+// is open. The columns and their reading rules: docs/vorahost.md.
 class SettingsInspector : public QAbstractListModel
 {
     Q_OBJECT
