@@ -85,6 +85,7 @@ void tst_ConfigSQLite::roundTrip_data()
     QTest::newRow("bool false") << QVariant(false) << "false|text" << QVariant("false");
     QTest::newRow("int 1") << QVariant(1) << "1|integer" << QVariant(1);
     QTest::newRow("negative int") << QVariant(-37) << "-37|integer" << QVariant(-37);
+    QTest::newRow("int min") << QVariant(INT_MIN) << "-2147483648|integer" << QVariant(INT_MIN);
     QTest::newRow("beyond int") << QVariant(qlonglong(1) << 40) << "1099511627776|integer"
                                 << QVariant(qlonglong(1) << 40);
     QTest::newRow("uint") << QVariant(7u) << "7|integer" << QVariant(7);

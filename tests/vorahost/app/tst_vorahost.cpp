@@ -160,17 +160,20 @@ void tst_VoraHost::noDisplay()
     QVERIFY2(error.contains("xvfb-run") && error.contains("QT_QPA_PLATFORM=offscreen"), qPrintable(error));
     QVERIFY(!QFile::exists(bundle.database()));
     // Qt's own message pattern, when one is set, writes the log.
-    env.insert("QT_MESSAGE_PATTERN", "[%{category}] %{message}");
+    env.insert("QT_MESSAGE_PATTERN", "%{type} [%{category}] %{message}");
     process.setProcessEnvironment(env);
+    process.setWorkingDirectory(bundle.root());
     process.start(bundle.host(), {"--script", "-"});
     // Its windows drawn without OpenGL; a blank line read from standard input.
     process.write(kEnable + "\n\n" + R"({"deliver": {"cmd": "showConfigEditor", "visible": true}})" + "\n"
-                  + R"({"eval": {"window": "配置工具", "js": "width"}})" + "\n");
+                  + R"({"screenshot": {"window": "配置工具", "file": "editor.png"}})" + "\n");
     process.closeWriteChannel();
     QVERIFY(process.waitForFinished(VoraTest::PatienceMs));
     QCOMPARE(process.exitCode(), 0);
     QVERIFY(process.readAllStandardOutput().contains("developerModeEnabledChanged"));
-    QVERIFY(process.readAllStandardError().contains("\n[vora.host.plugin] loaded "));
+    const QByteArray log = process.readAllStandardError();
+    QVERIFY2(log.contains("] loaded ") && !log.contains("warning [vora."), log.constData());
+    QVERIFY(QFileInfo(bundle.root() + "/editor.png").size() > 1000);
 }
 
 // SIGTERM ends the host in order, with 128 + the signal as exit code.

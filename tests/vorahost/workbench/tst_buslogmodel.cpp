@@ -50,8 +50,14 @@ void tst_BusLogModel::keepsTheLastMessagesShort()
 
     // A refusal of the database service shows with its reason; the oldest
     // line made room.
-    log.add("host", {{"cmd", "dataBaseResponseCmd"}, {"refused", true}, {"reason", "two statements"}});
+    log.add("host",
+            {{"cmd", "dataBaseResponseCmd"},
+             {"refused", true},
+             {"reason", "two statements"},
+             {"list", QVector<QVariant>(101, 0).toList()},
+             {"sql", QString(300000, 'x')}});
     QCOMPARE(log.data(log.index(last), BusLogModel::ReasonRole), QVariant("two statements"));
+    QVERIFY(log.fullText(last).contains("[1 more items not kept in the log]"));
     QCOMPARE(log.data(log.index(last), BusLogModel::RefusedRole), QVariant(true));
     QCOMPARE(log.data(log.index(last - 1), BusLogModel::RefusedRole), QVariant(false));
     QCOMPARE(text(0), QString(R"({"cmd":"tick","n":7})"));

@@ -170,16 +170,24 @@ void tst_VoraHostInspector::replayIntoAnotherDatabase()
                                         + " line 9: table \"nothere\" is not in " + db + "\n"),
              qPrintable(bad.errorOutput()));
     QCOMPARE(dump(db), applied);
-    // Nor does one with a line that is no JSON object.
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("\n{\"by\":\"host\",\"table\":\"scan\",\"key\":\"k\",\"new\":1,\"ok\":true\n");
-    file.close();
-    Run broken(bundle);
-    broken.start({"--replay", journal, "--db", db, "--apply"});
-    QCOMPARE(broken.finish(), 2);
-    QVERIFY2(broken.errorOutput().contains("vorahost: journal " + journal + " line 2: not a JSON object\n"),
-             qPrintable(broken.errorOutput()));
-    QCOMPARE(dump(db), applied);
+    // Without --db, the bundle's own database.
+    Run own(bundle);
+    own.start({"--replay", journal});
+    QCOMPARE(own.finish(), 1);
+    QCOMPARE(own.errorOutput(), "vorahost: no configuration database " + bundle.database() + "\n");
+    // Nor does one with a line that is no journal line.
+    for (const auto &[line, why] :
+         {std::pair{"{\"table\":\"scan\"", "not a JSON object"},
+          {R"({"table":"scan","key":"k","ok":true})", "no \"new\" value for scan/k"}}) {
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray("\n") + line + "\n");
+        file.close();
+        Run broken(bundle);
+        broken.start({"--replay", journal, "--db", db, "--apply"});
+        QCOMPARE(broken.finish(), 2);
+        QCOMPARE(broken.errorOutput(), "vorahost: journal " + journal + " line 2: " + why + "\n");
+        QCOMPARE(dump(db), applied);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHostInspector)

@@ -32,7 +32,8 @@ private slots:
         QVERIFY(QDir().mkpath(QFileInfo(SnapshotKeeper::snapshotFile()).path()));
         QFile file(SnapshotKeeper::snapshotFile());
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(R"({"init": {"enableWatermark": true}})" + QByteArray(padding, ' '));
+        file.write(R"({"init": {"enableWatermark": true}, "last": {"pseudo_color_bound_1": "#ff8000"}})"
+                   + QByteArray(padding, ' '));
         file.close();
         CommonLib::VoraBox box;
         BusRouter router(&box);
@@ -41,10 +42,19 @@ private slots:
         emit router.messageRouted("plugin", {{"cmd", "developerModeEnabledChanged"}, {"enabled", true}});
         inspector.refresh();
         const QJsonArray rows = QJsonDocument::fromJson(inspector.inspectLine())["inspect"].toArray();
-        const auto row = std::find_if(rows.begin(), rows.end(),
-                                      [](const QJsonValue &r) { return r["key"] == "enableWatermark"; });
-        QVERIFY(row != rows.end());
-        QCOMPARE((*row)["entry"], entry);
+        const auto indexOf = [&](const char *key) {
+            const auto row = std::find_if(rows.begin(), rows.end(),
+                                          [key](const QJsonValue &r) { return r["key"] == key; });
+            return row == rows.end() ? QModelIndex() : inspector.index(int(row - rows.begin()));
+        };
+        const QModelIndex watermark = indexOf("enableWatermark");
+        QVERIFY(watermark.isValid());
+        QCOMPARE(rows[watermark.row()]["entry"], entry);
+        // The pane shows the row as stored, and a swatch for a colour only.
+        QCOMPARE(watermark.data(SettingsInspector::DatabaseRole), QVariant("\"true\""));
+        QCOMPARE(watermark.data(SettingsInspector::CurrentColourRole), QVariant(""));
+        QCOMPARE(indexOf("pseudo_color_bound_1").data(SettingsInspector::CurrentColourRole),
+                 QVariant(padding ? "" : "#ff8000"));
     }
 };
 
