@@ -43,7 +43,82 @@ class tst_ConfigEditorHost : public QObject
     Q_OBJECT
 
 private slots:
-    void openSearchEditCloseAndReopen();
+    void openSearchEditCloseAndReopen()
+    {
+        QString sql = VoraTest::TempDatabase::tableSql({"config", "ui", "calibration", "scan", "project",
+                                                        "alg", "postprocess", "navigation", "deviceadjust",
+                                                        "clouddisk"});
+        for (const QString &row : Rows)
+            sql += "INSERT INTO \"" + row.section('#', 0, 0) + "\" VALUES ('"
+                    + row.section('#', 1).replace("#", "', '") + "');\n";
+        VoraTest::TempDatabase db(sql);
+        QVERIFY(db.isValid());
+        Bundle bundle;
+        QVERIFY(bundle.isValid());
+        m_run = std::make_unique<Run>(bundle);
+        m_run->start({"--db", db.fileName(), "--script", "-"});
+
+        // Opened from the main window: every table listed.
+        m_run->click("vorahost", "openConfigEditor");
+        carried(0, 1);
+        QCOMPARE(m_run->messages("host").value(0),
+                 (QJsonObject{{"cmd", "showConfigEditor"}, {"visible", true}}));
+        QCOMPARE(m_run->messages("page").value(0),
+                 (QJsonObject{
+                         {"cmd", "query"}, {"target", "dataBaseQuery"}, {"param", "select * from $table$"}}));
+        QCOMPARE(shown(), listing(""));
+
+        // One table.
+        int before = m_run->lines().size();
+        eval("tableChoice.currentIndex = 2");
+        carried(before, 1);
+        QCOMPARE(m_run->messages("page").last()["dbName"], QJsonValue("scan"));
+        QCOMPARE(shown(), listing("scan"));
+
+        // A plain value: stored, and the table listed again at once (the
+        // statements the page sends are its own test).
+        before = m_run->lines().size();
+        edit("IRSpeckle.If_Save_Pic", "1");
+        carried(before, 2); // the update, then the listing
+        QCOMPARE(db.stored("scan", "IRSpeckle.If_Save_Pic"), QString("1|text"));
+        QMap<QString, QString> edited{{"IRSpeckle.If_Save_Pic", "1"}};
+        QCOMPARE(shown(), listing("scan", edited));
+
+        // Two real-time values: the scanning module is refreshed after the last
+        // (that a burst refreshes it once is the page's own test).
+        edit("IRSpeckle.gain", "2.5");
+        edit("laser.exposure", "900");
+        before = m_run->waitForLine([](const QJsonObject &l) {
+            return l["param"]["param"] == "update 'scan' set value = '900' where key = 'laser.exposure'";
+        });
+        carried(before, 1, "page", "refreshRealTimeSetup");
+        carried(before, 2); // the update, then the listing of the refresh
+        edited.insert("IRSpeckle.gain", "2.5");
+        edited.insert("laser.exposure", "900");
+        QCOMPARE(db.stored("scan", "laser.exposure"), QString("900|text"));
+        QVERIFY(m_run->errorOutput().contains(
+                "vora.host.scanner: real-time setup refreshed (isLaserScan false, "
+                "target VoraLaserRebuildProcessController)\n"));
+        QCOMPARE(shown(), listing("scan", edited));
+
+        // Photographed: the page renders.
+        const QString shot = bundle.root() + "/shots/editor.png";
+        const QJsonArray size = m_run->eval(Editor, "[width, height]").toArray();
+        m_run->perform({{"screenshot", QJsonObject{{"window", Editor}, {"file", shot}}}}, Editor);
+        const QImage image(shot);
+        QCOMPARE(image.size(), QSize(size[0].toInt(), size[1].toInt()));
+        QSet<QRgb> colours;
+        for (int y = 0; y < image.height(); y += 7)
+            for (int x = 0; x < image.width(); x += 7)
+                colours.insert(image.pixel(x, y));
+        QVERIFY(colours.size() > 3);
+
+        // Standard input stays open: closing the main window alone ends the host,
+        // with the editor still open.
+        m_run->send(step({{"close", "vorahost"}}));
+        QCOMPARE(m_run->waitForExit(), 0);
+        QVERIFY(!m_run->lines().contains(QJsonObject()));
+    }
 
 private:
     QString eval(const QString &js) { return m_run->eval(Editor, js).toVariant().toString(); }
@@ -81,81 +156,6 @@ private:
 
     std::unique_ptr<Run> m_run;
 };
-
-void tst_ConfigEditorHost::openSearchEditCloseAndReopen()
-{
-    QString sql = VoraTest::TempDatabase::tableSql({"config", "ui", "calibration", "scan", "project", "alg",
-                                                    "postprocess", "navigation", "deviceadjust",
-                                                    "clouddisk"});
-    for (const QString &row : Rows)
-        sql += "INSERT INTO \"" + row.section('#', 0, 0) + "\" VALUES ('"
-                + row.section('#', 1).replace("#", "', '") + "');\n";
-    VoraTest::TempDatabase db(sql);
-    QVERIFY(db.isValid());
-    Bundle bundle;
-    QVERIFY(bundle.isValid());
-    m_run = std::make_unique<Run>(bundle);
-    m_run->start({"--db", db.fileName(), "--script", "-"});
-
-    // Opened from the main window: every table listed.
-    m_run->click("vorahost", "openConfigEditor");
-    carried(0, 1);
-    QCOMPARE(m_run->messages("host").value(0), (QJsonObject{{"cmd", "showConfigEditor"}, {"visible", true}}));
-    QCOMPARE(
-            m_run->messages("page").value(0),
-            (QJsonObject{{"cmd", "query"}, {"target", "dataBaseQuery"}, {"param", "select * from $table$"}}));
-    QCOMPARE(shown(), listing(""));
-
-    // One table.
-    int before = m_run->lines().size();
-    eval("tableChoice.currentIndex = 2");
-    carried(before, 1);
-    QCOMPARE(m_run->messages("page").last()["dbName"], QJsonValue("scan"));
-    QCOMPARE(shown(), listing("scan"));
-
-    // A plain value: stored, and the table listed again at once (the
-    // statements the page sends are its own test).
-    before = m_run->lines().size();
-    edit("IRSpeckle.If_Save_Pic", "1");
-    carried(before, 2); // the update, then the listing
-    QCOMPARE(db.stored("scan", "IRSpeckle.If_Save_Pic"), QString("1|text"));
-    QMap<QString, QString> edited{{"IRSpeckle.If_Save_Pic", "1"}};
-    QCOMPARE(shown(), listing("scan", edited));
-
-    // Two real-time values: the scanning module is refreshed after the last
-    // (that a burst refreshes it once is the page's own test).
-    edit("IRSpeckle.gain", "2.5");
-    edit("laser.exposure", "900");
-    before = m_run->waitForLine([](const QJsonObject &l) {
-        return l["param"]["param"] == "update 'scan' set value = '900' where key = 'laser.exposure'";
-    });
-    carried(before, 1, "page", "refreshRealTimeSetup");
-    carried(before, 2); // the update, then the listing of the refresh
-    edited.insert("IRSpeckle.gain", "2.5");
-    edited.insert("laser.exposure", "900");
-    QCOMPARE(db.stored("scan", "laser.exposure"), QString("900|text"));
-    QVERIFY(m_run->errorOutput().contains("vora.host.scanner: real-time setup refreshed (isLaserScan false, "
-                                          "target VoraLaserRebuildProcessController)\n"));
-    QCOMPARE(shown(), listing("scan", edited));
-
-    // Photographed: the page renders.
-    const QString shot = bundle.root() + "/shots/editor.png";
-    const QJsonArray size = m_run->eval(Editor, "[width, height]").toArray();
-    m_run->perform({{"screenshot", QJsonObject{{"window", Editor}, {"file", shot}}}}, Editor);
-    const QImage image(shot);
-    QCOMPARE(image.size(), QSize(size[0].toInt(), size[1].toInt()));
-    QSet<QRgb> colours;
-    for (int y = 0; y < image.height(); y += 7)
-        for (int x = 0; x < image.width(); x += 7)
-            colours.insert(image.pixel(x, y));
-    QVERIFY(colours.size() > 3);
-
-    // Standard input stays open: closing the main window alone ends the host,
-    // with the editor still open.
-    m_run->send(step({{"close", "vorahost"}}));
-    QCOMPARE(m_run->waitForExit(), 0);
-    QVERIFY(!m_run->lines().contains(QJsonObject()));
-}
 
 QTEST_GUILESS_MAIN(tst_ConfigEditorHost)
 #include "tst_configeditorhost.moc"
