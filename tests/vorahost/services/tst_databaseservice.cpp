@@ -92,29 +92,17 @@ private slots:
         QTest::addColumn<QString>("sql");
         QTest::addColumn<QString>("expected");
 
-        const QString all = lines("");
-        QTest::newRow("every table") << QVariant() << "select * from $table$" << all;
-        QTest::newRow("empty name means every table")
-                << QVariant(QString()) << "select * from $table$" << all;
+        // databaseservice.json "listing": [tag, dbName, search word (none: the
+        // plain listing), the rows expected, as a pattern (none: no row)].
+        for (const QJsonValue row :
+             VoraTest::dataTable("vorahost/services/databaseservice.json", "listing").toArray())
+            QTest::newRow(qPrintable(row[0].toString()))
+                    << (row[1].isNull() ? QVariant() : row[1].toVariant())
+                    << (row[2].isNull() ? QString("select * from $table$") : kSearch.arg(row[2].toString()))
+                    << (row[3].isNull() ? QString() : lines(row[3].toString()));
         for (const QString &table : DatabaseService::configurationTables())
             QTest::addRow("table %s", qPrintable(table))
                     << QVariant(table) << "select * from $table$" << lines("^" + table + "#");
-        QTest::newRow("search every table") << QVariant() << kSearch.arg("gain") << lines("^\\w+#[^#]*gain");
-        QTest::newRow("search one table")
-                << QVariant("scan") << kSearch.arg("gain") << lines("#IRSpeckle.gain#");
-        QTest::newRow("search comments") << QVariant() << kSearch.arg("实时设置") << lines("实时设置$");
-        QTest::newRow("search values")
-                << QVariant("config") << kSearch.arg("fals") << lines("#developerModeEnabled#");
-        QTest::newRow("no match") << QVariant("alg") << kSearch.arg("nothing like it") << QString();
-        QTest::newRow("search for undefined in a table")
-                << QVariant("scan") << kSearch.arg("undefined") << QString();
-        QTest::newRow("or 1=1 comments the rest out")
-                << QVariant("scan") << kSearch.arg("' or 1=1 --") << lines("^scan#");
-        QTest::newRow("or 1=1 over every table") << QVariant() << kSearch.arg("' or 1=1 --") << all;
-        QTest::newRow("percent matches everything") << QVariant() << kSearch.arg("%") << all;
-        QTest::newRow("hash") << QVariant() << kSearch.arg("#") << lines("#colour#");
-        QTest::newRow("underscore wildcard")
-                << QVariant("project") << kSearch.arg("50_") << lines("#defaultName#");
     }
     void listing()
     {

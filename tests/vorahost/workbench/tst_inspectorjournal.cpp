@@ -188,6 +188,12 @@ void tst_VoraHostInspector::replayIntoAnotherDatabase()
         QCOMPARE(broken.errorOutput(), "vorahost: journal " + journal + " line 2: " + why + "\n");
         QCOMPARE(dump(db), applied);
     }
+    // A journal over 256 MiB is refused before a line is read.
+    QVERIFY(file.resize((qint64(256) << 20) + 1));
+    Run huge(bundle);
+    huge.start({"--replay", journal, "--db", db});
+    QCOMPARE(huge.finish(), 2);
+    QCOMPARE(huge.errorOutput(), "vorahost: journal " + journal + " is over 256 MiB; split it first\n");
 }
 
 QTEST_GUILESS_MAIN(tst_VoraHostInspector)

@@ -45,7 +45,11 @@ private slots:
         BusRouter router(&box);
         const BusLogModel log;
         const SettingsInspector inspector(&router, nullptr, QString());
-        const WriteJournal journal;
+        WriteJournal journal;
+        journal.record("host", {});
+        QVERIFY(QRegularExpression(R"(^\d\d:\d\d:\d\d\.\d{3}$)")
+                        .match(journal.index(0).data(WriteJournal::TimeRole).toString())
+                        .hasMatch());
         for (const auto &[pane, model] : {std::pair<QString, const QAbstractItemModel *>{"BusLogPane", &log},
                                           {"InspectorPane", &inspector},
                                           {"JournalPane", &journal}}) {
