@@ -255,10 +255,11 @@ private slots:
         QTest::newRow("another object reads") << "read" << 2;
         QTest::newRow("another object writes") << "write" << int(VoraConfigOk);
         QTest::newRow("the writer closes") << "close" << int(VoraConfigOk);
+        QTest::newRow("the writer opens again") << "open" << int(VoraConfigOk);
     }
     // A write pending in one object reaches the file before another object reads
     // or writes (which would otherwise read around it, or wait for its lock), and
-    // when its own object is closed.
+    // when its own object is closed or opened again.
     void pendingWritesGoFirst()
     {
         QFETCH(QString, action);
@@ -274,7 +275,8 @@ private slots:
             before = db.stored("scan", "k");
             got = action == "read"      ? other.getConfig("k", QVariant(), &scan).toInt()
                     : action == "write" ? other.setConfig("b", 3, &scan)
-                                        : writer.close();
+                    : action == "close" ? writer.close()
+                                        : writer.open(&scan);
             after = db.stored("scan", "k");
         });
         QCOMPARE(before, QString("0|integer"));

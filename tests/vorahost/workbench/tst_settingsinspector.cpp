@@ -50,6 +50,7 @@ private slots:
         const QModelIndex watermark = indexOf("enableWatermark");
         QVERIFY(watermark.isValid());
         QCOMPARE(rows[watermark.row()]["entry"], entry);
+        QCOMPARE(rows[watermark.row()]["mismatch"], QJsonValue(false)); // no current value to differ
         // The pane shows the row as stored, and a swatch for a colour only.
         QCOMPARE(watermark.data(SettingsInspector::DatabaseRole), QVariant("\"true\""));
         QCOMPARE(watermark.data(SettingsInspector::CurrentColourRole), QVariant(""));
