@@ -75,6 +75,8 @@ void tst_VoraHostInspector::inspectRevertAndJournal()
                          .toString()
                          .section("  {", 0, 0),
                  QString("REFUSED: the update would change 0 rows, not one"));
+        QVERIFY(run.errorOutput().contains(
+                "\nvora.host.db: warning: refused: the update would change 0 rows"));
         // The run ends here with SIGKILL: the journal must already hold every
         // write, whole.
     }
