@@ -21,13 +21,16 @@ private slots:
     {
         QTest::addColumn<int>("padding");
         QTest::addColumn<QJsonValue>("entry");
-        QTest::newRow("as the plug-in writes it") << 0 << QJsonValue(true);
-        QTest::newRow("over 1 MiB") << 1024 * 1024 << QJsonValue();
+        QTest::addColumn<QString>("stored"); // the watermark's row as the pane shows it
+        QTest::newRow("as the plug-in writes it") << 0 << QJsonValue(true) << "\"true\"";
+        QTest::newRow("over 1 MiB") << 1024 * 1024 << QJsonValue() << "\"true\"";
+        QTest::newRow("database unreadable") << 0 << QJsonValue(true) << "no row";
     }
     void snapshotSize()
     {
         QFETCH(int, padding);
         QFETCH(QJsonValue, entry);
+        QFETCH(QString, stored);
         const VoraTest::TempDatabase db(ConfigDatabase::sampleSql());
         QVERIFY(QDir().mkpath(QFileInfo(SnapshotKeeper::snapshotFile()).path()));
         QFile file(SnapshotKeeper::snapshotFile());
@@ -37,7 +40,7 @@ private slots:
         file.close();
         CommonLib::VoraBox box;
         BusRouter router(&box);
-        SettingsInspector inspector(&router, nullptr, db.fileName());
+        SettingsInspector inspector(&router, nullptr, db.fileName() + (stored == "no row" ? "-gone" : ""));
         QAbstractItemModelTester tester(&inspector, QAbstractItemModelTester::FailureReportingMode::QtTest);
         emit router.messageRouted("plugin", {{"cmd", "developerModeEnabledChanged"}, {"enabled", true}});
         inspector.refresh();
@@ -52,7 +55,7 @@ private slots:
         QCOMPARE(rows[watermark.row()]["entry"], entry);
         QCOMPARE(rows[watermark.row()]["mismatch"], QJsonValue(false)); // no current value to differ
         // The pane shows the row as stored, and a swatch for a colour only.
-        QCOMPARE(watermark.data(SettingsInspector::DatabaseRole), QVariant("\"true\""));
+        QCOMPARE(watermark.data(SettingsInspector::DatabaseRole), QVariant(stored));
         QCOMPARE(watermark.data(SettingsInspector::CurrentColourRole), QVariant(""));
         QCOMPARE(indexOf("pseudo_color_bound_1").data(SettingsInspector::CurrentColourRole),
                  QVariant(padding ? "" : "#ff8000"));
